@@ -1,0 +1,40 @@
+// Complex<T>: a complex number over an integer or boolean part class.
+//
+// For float and double the standard std::complex serves; Complex exists for
+// bool and the eight fixed-width integers. Its layout is exactly two adjacent
+// parts, real first, so an array of n values can be read as 2n parts.
+//
+//     Marlowen::Lum::Complex<int16_t> z(3, -4);
+//     z.real();   // 3
+//     z == Marlowen::Lum::Complex<int16_t>(3, -4);   // true
+#pragma once
+
+#include <type_traits>
+
+namespace Marlowen::Lum {
+
+template <class T, class = void>
+class Complex {
+public:
+    using value_type = T;
+
+    constexpr Complex() noexcept : m_real(), m_imag() {}
+    constexpr Complex(T real, T imag = T()) noexcept : m_real(real), m_imag(imag) {}
+
+    [[nodiscard]] constexpr T real() const noexcept { return m_real; }
+    [[nodiscard]] constexpr T imag() const noexcept { return m_imag; }
+    constexpr void real(T value) noexcept { m_real = value; }
+    constexpr void imag(T value) noexcept { m_imag = value; }
+
+    friend constexpr bool operator==(const Complex& a, const Complex& b) noexcept
+    {
+        return a.m_real == b.m_real && a.m_imag == b.m_imag;
+    }
+    friend constexpr bool operator!=(const Complex& a, const Complex& b) noexcept { return !(a == b); }
+
+private:
+    T m_real;
+    T m_imag;
+};
+
+}  // namespace Marlowen::Lum

@@ -1,0 +1,152 @@
+// WellKnownType: the element type of a variant, from a closed list.
+//
+// The 16-bit value is structured: bits 0-3 give the numeric kind (1 double,
+// 2 float, 3 bool, 4..7 integers of 8..64 bits), bits 4-7 the non-numeric
+// kind (1 string, 2 custom, 3 duration, 4 time point), bit 14 marks unsigned
+// (bool counts as unsigned) and bit 15 complex. The values cross the flat
+// interface and never change.
+//
+//     using namespace Marlowen::Lum;
+//     WellKnownType t("Int32");                  // parsed, case-insensitively
+//     t.toString();                              // "int32"
+//     WellKnownType::getCommonWellKnownType(WellKnownType(WellKnownTypeValue::int8),
+//                                           WellKnownType(WellKnownTypeValue::unsignedInt8));  // int16
+//     WellKnownTypeOf<std::complex<float>>::value;   // complexFloat
+#pragma once
+
+#include <complex>
+#include <cstdint>
+#include <string_view>
+
+#include "LumCore/Complex.hpp"
+#include "LumCore/Duration.hpp"
+#include "LumCore/Export.h"
+#include "LumCore/TimePoint.hpp"
+
+namespace Marlowen::Lum {
+
+template <class Data>
+class ZStringGeneric;
+namespace Internal {
+class ZStringDataSharable;
+}
+
+namespace Internal {
+
+enum class WellKnownTypeValue : std::uint16_t {
+    unknown = 0x0000,
+    double_ = 0x0001,
+    float_ = 0x0002,
+    int8 = 0x0004,
+    int16 = 0x0005,
+    int32 = 0x0006,
+    int64 = 0x0007,
+    string = 0x0010,
+    customType = 0x0020,
+    duration = 0x0030,
+    timePoint = 0x0040,
+    bool_ = 0x4003,
+    unsignedInt8 = 0x4004,
+    unsignedInt16 = 0x4005,
+    unsignedInt32 = 0x4006,
+    unsignedInt64 = 0x4007,
+    complexDouble = 0x8001,
+    complexFloat = 0x8002,
+    complexInt8 = 0x8004,
+    complexInt16 = 0x8005,
+    complexInt32 = 0x8006,
+    complexInt64 = 0x8007,
+    complexBool = 0xC003,
+    complexUnsignedInt8 = 0xC004,
+    complexUnsignedInt16 = 0xC005,
+    complexUnsignedInt32 = 0xC006,
+    complexUnsignedInt64 = 0xC007,
+};
+
+// The bit fields of a WellKnownTypeValue.
+inline constexpr std::uint16_t kNumericKindMask = 0x000F;
+inline constexpr std::uint16_t kNonNumericKindMask = 0x00F0;
+inline constexpr std::uint16_t kUnsignedBit = 0x4000;
+inline constexpr std::uint16_t kComplexBit = 0x8000;
+
+}  // namespace Internal
+
+class WellKnownType {
+public:
+    using Value = Internal::WellKnownTypeValue;
+
+    constexpr WellKnownType() noexcept : m_value(Value::unknown) {}
+    constexpr WellKnownType(Value value) noexcept : m_value(value) {}
+    // The type that a word names ("double", "Int32", "string8", ...), or
+    // unknown when the word names none.
+    explicit WellKnownType(std::string_view word) : m_value(parseValueString(word)) {}
+
+    [[nodiscard]] constexpr Value value() const noexcept { return m_value; }
+    [[nodiscard]] constexpr std::uint16_t bits() const noexcept { return static_cast<std::uint16_t>(m_value); }
+    [[nodiscard]] static constexpr WellKnownType fromBits(std::uint16_t bits) noexcept
+    {
+        return WellKnownType(static_cast<Value>(bits));
+    }
+
+    [[nodiscard]] constexpr bool isNumeric() const noexcept { return (bits() & Internal::kNumericKindMask) != 0; }
+    [[nodiscard]] constexpr bool isComplex() const noexcept { return (bits() & Internal::kComplexBit) != 0; }
+    [[nodiscard]] constexpr bool isUnsigned() const noexcept { return (bits() & Internal::kUnsignedBit) != 0; }
+
+    // The word of the type; "unknown" for unknown and any value off the list.
+    [[nodiscard]] LUM_API std::string_view toString() const;
+
+    // The type both should be converted to for comparing them; unknown when
+    // they have none.
+    [[nodiscard]] LUM_API static WellKnownType getCommonWellKnownType(WellKnownType a, WellKnownType b);
+
+    friend constexpr bool operator==(WellKnownType a, WellKnownType b) noexcept { return a.m_value == b.m_value; }
+    friend constexpr bool operator!=(WellKnownType a, WellKnownType b) noexcept { return a.m_value != b.m_value; }
+
+private:
+    LUM_API static Value parseValueString(std::string_view word);
+
+    Value m_value;
+};
+
+static_assert(sizeof(WellKnownType) == 2, "a WellKnownType crosses the flat interface as 16 bits");
+
+// WellKnownTypeOf<T>::value: the type a variant reports for element class T.
+// Classes off the list are carried by codecs and report customType.
+template <class T>
+struct WellKnownTypeOf {
+    static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::customType;
+};
+
+#define LUMCORE_WELL_KNOWN(T, V)                                                  \
+    template <>                                                                   \
+    struct WellKnownTypeOf<T> {                                                   \
+        static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::V; \
+    }
+LUMCORE_WELL_KNOWN(double, double_);
+LUMCORE_WELL_KNOWN(float, float_);
+LUMCORE_WELL_KNOWN(std::int8_t, int8);
+LUMCORE_WELL_KNOWN(std::int16_t, int16);
+LUMCORE_WELL_KNOWN(std::int32_t, int32);
+LUMCORE_WELL_KNOWN(std::int64_t, int64);
+LUMCORE_WELL_KNOWN(ZStringGeneric<Internal::ZStringDataSharable>, string);
+LUMCORE_WELL_KNOWN(Duration, duration);
+LUMCORE_WELL_KNOWN(TimePoint, timePoint);
+LUMCORE_WELL_KNOWN(bool, bool_);
+LUMCORE_WELL_KNOWN(std::uint8_t, unsignedInt8);
+LUMCORE_WELL_KNOWN(std::uint16_t, unsignedInt16);
+LUMCORE_WELL_KNOWN(std::uint32_t, unsignedInt32);
+LUMCORE_WELL_KNOWN(std::uint64_t, unsignedInt64);
+LUMCORE_WELL_KNOWN(std::complex<double>, complexDouble);
+LUMCORE_WELL_KNOWN(std::complex<float>, complexFloat);
+LUMCORE_WELL_KNOWN(Complex<std::int8_t>, complexInt8);
+LUMCORE_WELL_KNOWN(Complex<std::int16_t>, complexInt16);
+LUMCORE_WELL_KNOWN(Complex<std::int32_t>, complexInt32);
+LUMCORE_WELL_KNOWN(Complex<std::int64_t>, complexInt64);
+LUMCORE_WELL_KNOWN(Complex<bool>, complexBool);
+LUMCORE_WELL_KNOWN(Complex<std::uint8_t>, complexUnsignedInt8);
+LUMCORE_WELL_KNOWN(Complex<std::uint16_t>, complexUnsignedInt16);
+LUMCORE_WELL_KNOWN(Complex<std::uint32_t>, complexUnsignedInt32);
+LUMCORE_WELL_KNOWN(Complex<std::uint64_t>, complexUnsignedInt64);
+#undef LUMCORE_WELL_KNOWN
+
+}  // namespace Marlowen::Lum

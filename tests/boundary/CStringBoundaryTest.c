@@ -1,0 +1,83 @@
+/* The flat string interface used from C: proof that the boundary is C. */
+#include <stdio.h>
+#include <string.h>
+
+#include "LumCore/LumCoreFlat.h"
+
+static int g_failures = 0;
+
+#define CHECK(condition)                                                    \
+    do {                                                                    \
+        if (!(condition)) {                                                 \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, \
+                    #condition);                                            \
+            ++g_failures;                                                   \
+        }                                                                   \
+    } while (0)
+
+static void makes_shares_and_releases(void)
+{
+    ErrorRecord error;
+    ZStringData* text;
+    ZStringData* share;
+
+    error.typeName = NULL;
+    text = ZStringData_C_API_constructCString(&error, "from C", 6);
+    CHECK(error.typeName == NULL);
+    CHECK(text != NULL);
+
+    share = ZStringData_C_API_copy(&error, text);
+    CHECK(share == text);
+    CHECK(ZStringData_C_API_getLength(&error, share) == 6);
+    CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, share), "from C") == 0);
+
+    ZStringData_C_API_destruct(&error, text);
+    CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, share), "from C") == 0);
+    ZStringData_C_API_destruct(&error, share);
+    ZStringData_C_API_destruct(&error, NULL);
+    CHECK(error.typeName == NULL);
+}
+
+static void fills_a_writable_record(void)
+{
+    ErrorRecord error;
+    StringBufferResult buffer;
+
+    error.typeName = NULL;
+    buffer = ZStringData_C_API_constructCStringWithSize(&error, 3);
+    CHECK(error.typeName == NULL);
+    memcpy(buffer.data, "xyz", 4);
+    CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, buffer.handle), "xyz") == 0);
+    ZStringData_C_API_destruct(&error, buffer.handle);
+}
+
+static void sees_a_failure_in_the_record(void)
+{
+    ErrorRecord error;
+    ZStringData* text;
+
+    error.typeName = NULL;
+    text = ZStringData_C_API_constructCString(&error, "x", (size_t)1 << 62);
+    CHECK(text == NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "bad_alloc") == 0);
+    CHECK(strlen(error.message) < sizeof error.message);
+
+    /* The same record, reused for a call that succeeds, is clean again. */
+    text = ZStringData_C_API_constructCString(&error, "ok", 2);
+    CHECK(error.typeName == NULL);
+    CHECK(error.message[0] == '\0');
+    ZStringData_C_API_destruct(&error, text);
+}
+
+int main(void)
+{
+    makes_shares_and_releases();
+    fills_a_writable_record();
+    sees_a_failure_in_the_record();
+    if (g_failures != 0) {
+        fprintf(stderr, "%d check(s) failed\n", g_failures);
+        return 1;
+    }
+    puts("flat string interface from C: all checks passed");
+    return 0;
+}

@@ -1,0 +1,90 @@
+// The six flat string functions, called directly.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "LumCore/LumCoreFlat.h"
+
+namespace {
+
+ErrorRecord cleared()
+{
+    ErrorRecord record;
+    record.typeName = nullptr;
+    return record;
+}
+
+TEST(ZStringDataCApi, ConstructKeepsEveryByteAndTerminates)
+{
+    ErrorRecord error = cleared();
+    ZStringData* handle = ZStringData_C_API_constructCString(&error, "a\0b", 3);
+    ASSERT_EQ(error.typeName, nullptr);
+    EXPECT_EQ(ZStringData_C_API_getLength(&error, handle), 3u);
+    const char* text = ZStringData_C_API_getConstDataPointer(&error, handle);
+    EXPECT_EQ(std::memcmp(text, "a\0b", 4), 0);
+    ZStringData_C_API_destruct(&error, handle);
+    EXPECT_EQ(error.typeName, nullptr);
+}
+
+TEST(ZStringDataCApi, SizeZeroNeedsNoTextAndStillMakesARecord)
+{
+    ErrorRecord error = cleared();
+    ZStringData* handle = ZStringData_C_API_constructCString(&error, nullptr, 0);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(ZStringData_C_API_getLength(&error, handle), 0u);
+    EXPECT_EQ(*ZStringData_C_API_getConstDataPointer(&error, handle), '\0');
+    ZStringData_C_API_destruct(&error, handle);
+}
+
+TEST(ZStringDataCApi, CopyIsAShareAndTheLastReleaseFrees)
+{
+    ErrorRecord error = cleared();
+    ZStringData* handle = ZStringData_C_API_constructCString(&error, "shared", 6);
+    const auto* count = reinterpret_cast<const std::uint32_t*>(handle);
+    EXPECT_EQ(*count, 1u);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(ZStringData_C_API_copy(&error, handle), handle);
+    }
+    EXPECT_EQ(*count, 4u);
+    for (int i = 0; i < 3; ++i) {
+        ZStringData_C_API_destruct(&error, handle);
+        EXPECT_STREQ(ZStringData_C_API_getConstDataPointer(&error, handle), "shared");
+    }
+    EXPECT_EQ(*count, 1u);
+    ZStringData_C_API_destruct(&error, handle);  // frees; the sanitizers watch the rest
+}
+
+TEST(ZStringDataCApi, WritableRecordIsFilledByTheCaller)
+{
+    ErrorRecord error = cleared();
+    StringBufferResult result = ZStringData_C_API_constructCStringWithSize(&error, 4);
+    ASSERT_EQ(error.typeName, nullptr);
+    EXPECT_EQ(ZStringData_C_API_getConstDataPointer(&error, result.handle), result.data);
+    std::memcpy(result.data, "abcd", 5);
+    EXPECT_EQ(ZStringData_C_API_getLength(&error, result.handle), 4u);
+    ZStringData_C_API_destruct(&error, result.handle);
+}
+
+TEST(ZStringDataCApi, ExhaustedHeapIsReportedAndNothingIsReturned)
+{
+    ErrorRecord error = cleared();
+    // A size whose block the heap can never give out.
+    const size_t huge = static_cast<size_t>(1) << 62;
+    EXPECT_EQ(ZStringData_C_API_constructCString(&error, "x", huge), nullptr);
+    EXPECT_STREQ(error.typeName, "bad_alloc");
+    error = cleared();
+    StringBufferResult result = ZStringData_C_API_constructCStringWithSize(&error, huge);
+    EXPECT_STREQ(error.typeName, "bad_alloc");
+    EXPECT_EQ(result.handle, nullptr);
+    EXPECT_EQ(result.data, nullptr);
+}
+
+TEST(ZStringDataCApi, ReleasingNullIsANoOpWithACleanRecord)
+{
+    ErrorRecord error;
+    error.typeName = "stale";
+    ZStringData_C_API_destruct(&error, nullptr);
+    EXPECT_EQ(error.typeName, nullptr);
+}
+
+}  // namespace
