@@ -1,0 +1,139 @@
+// The typed factories, instantiated and exported for every element class
+// that callers may store.
+#include "LumCore/VariantFactories.hpp"
+
+#include <string>
+#include <utility>
+
+#include "LumCore/ZVariantDirectStorage.hpp"
+#include "variant/ElementTypeDispatch.hpp"
+#include "variant/ScalarVariantData.hpp"
+#include "variant/VectorVariantData.hpp"
+
+namespace Marlowen::Lum::Internal {
+
+// The one test for buffer or heap: size alone, evaluated per call.
+template <class T>
+IVariantData* constructVariantScalar(void* buffer, std::size_t bufferSize, T value)
+{
+    if (bufferSize >= sizeof(ScalarVariantDataNonCounted<T>)) {
+        return ::new (buffer) ScalarVariantDataNonCounted<T>(std::move(value));
+    }
+    return new ScalarVariantDataRefCounted<T>(std::move(value));
+}
+
+// Every instantiation of an exported factory is exported, so the library's
+// own in-place moves go through this hidden helper instead.
+template <class T>
+IVariantData* emplaceUncountedScalar(void* buffer, T&& value)
+{
+    return ::new (buffer) ScalarVariantDataNonCounted<T>(std::move(value));
+}
+
+template <class T>
+IVariantData* moveVariantScalar(void* buffer, std::size_t, T&& value)
+{
+    return emplaceUncountedScalar<T>(buffer, std::move(value));
+}
+
+IVariantData* copyConstructVariantScalar(void* buffer, std::size_t bufferSize, const ZVariantDirectStorage& source)
+{
+    const IVariantData& data = *source.data();
+    return dispatchElementType(data.wellKnownDataType(), [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        return constructVariantScalar<T>(buffer, bufferSize, *static_cast<const T*>(data.constStoredData()));
+    });
+}
+
+IVariantData* moveConstructVariantScalar(void* buffer, std::size_t, ZVariantDirectStorage& source)
+{
+    IVariantData& data = *source.data();
+    IVariantData* moved = dispatchElementType(data.wellKnownDataType(), [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        return emplaceUncountedScalar<T>(buffer, std::move(*static_cast<T*>(data.mutableStoredData())));
+    });
+    source.release();
+    return moved;
+}
+
+// An empty list stands for one dimension of `count` elements; any other list
+// must describe exactly `count` elements.
+template <class T>
+IVariantData* constructVariantVectorWithDataWithDimsUnresolved(const void* data, std::size_t count,
+                                                               ArrayDimensionsView dimensions, DataOrdering ordering)
+{
+    if (dimensions.empty() && count != 0) {
+        dimensions = ArrayDimensionsView(&count, 1);
+    }
+    if (elementCount(dimensions) != count) {
+        throw std::length_error("dimensions do not match data length");
+    }
+    return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dimensions, ordering);
+}
+
+template <class T>
+IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved(ArrayDimensionsView dimensions,
+                                                                  DataOrdering ordering)
+{
+    return VectorVariantData<T>::create(dimensions, ordering);
+}
+
+template <class T>
+IVariantData* constructVariantDataFromMovedVector(std::vector<T> data, ArrayDimensionsView dimensions,
+                                                  DataOrdering ordering)
+{
+    return new StdVectorVariantData<T>(std::move(data), dimensions, ordering);
+}
+
+// The well-known element classes but bool and ZString, which each lack one
+// of the forms below.
+#define LUMCORE_NUMERIC_AND_TIME_CLASSES(X)   \
+    X(std::int8_t)                            \
+    X(std::int16_t)                           \
+    X(std::int32_t)                           \
+    X(std::int64_t)                           \
+    X(std::uint8_t)                           \
+    X(std::uint16_t)                          \
+    X(std::uint32_t)                          \
+    X(std::uint64_t)                          \
+    X(float)                                  \
+    X(double)                                 \
+    X(Complex<bool>)                          \
+    X(Complex<std::int8_t>)                   \
+    X(Complex<std::int16_t>)                  \
+    X(Complex<std::int32_t>)                  \
+    X(Complex<std::int64_t>)                  \
+    X(Complex<std::uint8_t>)                  \
+    X(Complex<std::uint16_t>)                 \
+    X(Complex<std::uint32_t>)                 \
+    X(Complex<std::uint64_t>)                 \
+    X(std::complex<float>)                    \
+    X(std::complex<double>)                   \
+    X(Duration)                               \
+    X(TimePoint)
+
+#define LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES(T)                                                 \
+    template LUM_API IVariantData* constructVariantScalar<T>(void*, std::size_t, T);                      \
+    template LUM_API IVariantData* constructVariantVectorWithDataWithDimsUnresolved<T>(                    \
+        const void*, std::size_t, ArrayDimensionsView, DataOrdering);                                     \
+    template LUM_API IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved<T>(ArrayDimensionsView, \
+                                                                                          DataOrdering);
+#define LUMCORE_INSTANTIATE_MOVE_FACTORY(T) \
+    template LUM_API IVariantData* moveVariantScalar<T>(void*, std::size_t, T&&);
+#define LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(T) \
+    template LUM_API IVariantData* constructVariantDataFromMovedVector<T>(std::vector<T>, ArrayDimensionsView, DataOrdering);
+
+LUMCORE_WELL_KNOWN_ELEMENT_CLASSES(LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES)
+
+// Moved scalars: every well-known class but ZString, whose place std::string
+// takes (a std::string scalar has no other factory).
+LUMCORE_NUMERIC_AND_TIME_CLASSES(LUMCORE_INSTANTIATE_MOVE_FACTORY)
+LUMCORE_INSTANTIATE_MOVE_FACTORY(bool)
+LUMCORE_INSTANTIATE_MOVE_FACTORY(std::string)
+
+// Adopted vectors: every well-known class but bool, as std::vector<bool>
+// does not hold one element per byte.
+LUMCORE_NUMERIC_AND_TIME_CLASSES(LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY)
+LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(ZString)
+
+}  // namespace Marlowen::Lum::Internal
