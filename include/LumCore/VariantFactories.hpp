@@ -23,6 +23,7 @@
 namespace Marlowen::Lum::Internal {
 
 class ZVariantDirectStorage;
+class ExternalVariantStorageInterface;
 
 // A scalar in `buffer` when an uncounted scalar object of T fits
 // `bufferSize` bytes, otherwise a counted scalar on the heap.
@@ -57,5 +58,18 @@ LUM_API IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved(ArrayD
 template <class T>
 LUM_API IVariantData* constructVariantDataFromMovedVector(std::vector<T> data, ArrayDimensionsView dimensions,
                                                           DataOrdering ordering);
+
+// The null storage: a static object of its own, never freed, whose copy and
+// release do nothing. It reports the type unknown and no dimensions.
+LUM_API IVariantData* constructVariantNull();
+
+// A variant over caller-owned memory (see ExternalVariantStorageInterface).
+LUM_API IVariantData* constructVariantExternal(ExternalVariantStorageInterface* storage);
+
+// Views of a real array as complex (pairs of neighbours) and of a complex
+// array as real, with no copy. They take over the caller's reference to
+// `inner`, unless they throw.
+LUM_API IVariantData* constructTransmuteRealToComplexVariant(IVariantData* inner);
+LUM_API IVariantData* constructTransmuteComplexToRealVariant(IVariantData* inner);
 
 }  // namespace Marlowen::Lum::Internal
