@@ -14,11 +14,29 @@
  *
  * Every handle returned by a constructing function or by a copy is released
  * exactly once. Usable from C11 and C++17.
+ *
+ * Variants work the same way: a ZVariantData handle is shared by
+ * ZVariantData_C_API_copy and released by ZVariantData_C_API_destruct; what
+ * is shared is read-only, and ZVariantData_C_API_mutableStoredData hands
+ * back the handle (possibly a new one) through which the caller may write:
+ *
+ *     size_t dims[2] = {2, 3};
+ *     ZArrayDimensions shape = {dims, 2};
+ *     ZVariantData* v = ZVariantData_C_API_createWithAllocatedArray(&err, ZWellKnownType_double,
+ *                                                                   shape, ZDataOrdering_RowMajor);
+ *     void* elements;
+ *     v = ZVariantData_C_API_mutableStoredData(&err, v, &elements);   // replace the handle
+ *     ((double*)elements)[0] = 1.5;
+ *     ZVariantData_C_API_destruct(&err, v);
  */
 #ifndef LUMCORE_FLAT_H
 #define LUMCORE_FLAT_H
 
 #include <stddef.h>
+#include <stdint.h>
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
 
 #include "LumCore/ErrorRecord.h"
 #include "LumCore/Export.h"
@@ -45,6 +63,106 @@ LUM_API ZStringData* ZStringData_C_API_copy(ErrorRecord* error, ZStringData* han
 LUM_API void ZStringData_C_API_destruct(ErrorRecord* error, ZStringData* handle);
 LUM_API const char* ZStringData_C_API_getConstDataPointer(ErrorRecord* error, ZStringData* handle);
 LUM_API size_t ZStringData_C_API_getLength(ErrorRecord* error, ZStringData* handle);
+
+/* ---- Variants -------------------------------------------------------------- */
+
+/* Opaque handle of a variant's storage. */
+typedef struct ZVariantData ZVariantData;
+
+/* Opaque: a caller's object implementing ExternalVariantStorageInterface. */
+typedef struct ZExternalVariantStorage ZExternalVariantStorage;
+
+/* A list of extents, two words passed by value. */
+typedef struct ZArrayDimensions {
+    const size_t* data;
+    size_t size;
+} ZArrayDimensions;
+
+/* Element types: bits 0-3 numeric kind, 4-7 other kind, 14 unsigned, 15 complex. */
+typedef uint16_t ZWellKnownType;
+enum {
+    ZWellKnownType_unknown = 0x0000,
+    ZWellKnownType_double = 0x0001,
+    ZWellKnownType_float = 0x0002,
+    ZWellKnownType_int8 = 0x0004,
+    ZWellKnownType_int16 = 0x0005,
+    ZWellKnownType_int32 = 0x0006,
+    ZWellKnownType_int64 = 0x0007,
+    ZWellKnownType_string = 0x0010,
+    ZWellKnownType_customType = 0x0020,
+    ZWellKnownType_duration = 0x0030,
+    ZWellKnownType_timePoint = 0x0040,
+    ZWellKnownType_bool = 0x4003,
+    ZWellKnownType_unsignedInt8 = 0x4004,
+    ZWellKnownType_unsignedInt16 = 0x4005,
+    ZWellKnownType_unsignedInt32 = 0x4006,
+    ZWellKnownType_unsignedInt64 = 0x4007,
+    ZWellKnownType_complexDouble = 0x8001,
+    ZWellKnownType_complexFloat = 0x8002,
+    ZWellKnownType_complexInt8 = 0x8004,
+    ZWellKnownType_complexInt16 = 0x8005,
+    ZWellKnownType_complexInt32 = 0x8006,
+    ZWellKnownType_complexInt64 = 0x8007,
+    ZWellKnownType_complexBool = 0xC003,
+    ZWellKnownType_complexUnsignedInt8 = 0xC004,
+    ZWellKnownType_complexUnsignedInt16 = 0xC005,
+    ZWellKnownType_complexUnsignedInt32 = 0xC006,
+    ZWellKnownType_complexUnsignedInt64 = 0xC007
+};
+
+typedef uint32_t ZDataOrdering;
+enum { ZDataOrdering_RowMajor = 0, ZDataOrdering_ColumnMajor = 1 };
+
+typedef uint32_t ZConversionMode;
+enum { ZConversionMode_Lossless = 0, ZConversionMode_Cast = 1, ZConversionMode_CastOrParse = 2 };
+
+/* The null variant: needs no record and no release (a release does nothing). */
+LUM_API ZVariantData* ZVariantData_C_API_constructNull(void);
+/* One element of `type` read at `value` (for string: the address of a ZString). */
+LUM_API ZVariantData* ZVariantData_C_API_constructScalar(ErrorRecord* error, const void* value, ZWellKnownType type);
+/* A copy of `count` elements; an empty shape stands for [count]. */
+LUM_API ZVariantData* ZVariantData_C_API_constructArray(ErrorRecord* error, const void* data, ZWellKnownType type,
+                                                        size_t count, ZArrayDimensions dimensions,
+                                                        ZDataOrdering ordering);
+/* An array to fill through ZVariantData_C_API_mutableStoredData. */
+LUM_API ZVariantData* ZVariantData_C_API_createWithAllocatedArray(ErrorRecord* error, ZWellKnownType type,
+                                                                  ZArrayDimensions dimensions, ZDataOrdering ordering);
+LUM_API ZVariantData* ZVariantData_C_API_createWithExternalStorage(ErrorRecord* error,
+                                                                   ZExternalVariantStorage* storage);
+/* Views with no copy; they take over the caller's reference to `handle`. */
+LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteComplexToRealVariant(ErrorRecord* error,
+                                                                                ZVariantData* handle);
+LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteRealToComplexVariant(ErrorRecord* error,
+                                                                                ZVariantData* handle);
+/* A share: returns the same handle with one more reference. */
+LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, ZVariantData* handle);
+/* Gives up one reference; a null handle is a no-op. */
+LUM_API void ZVariantData_C_API_destruct(ErrorRecord* error, ZVariantData* handle);
+LUM_API const void* ZVariantData_C_API_constStoredData(ErrorRecord* error, ZVariantData* handle);
+/* Consumes `handle` and returns the handle the caller owns alone; `*data`
+ * receives its writable elements. */
+LUM_API ZVariantData* ZVariantData_C_API_mutableStoredData(ErrorRecord* error, ZVariantData* handle, void** data);
+/* A new reference to converted storage, the same handle for the same type,
+ * or null with a clean record when `mode` refuses. */
+LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, ZVariantData* handle, ZWellKnownType target,
+                                                       ZConversionMode mode);
+LUM_API ZDataOrdering ZVariantData_C_API_dataOrdering(ErrorRecord* error, ZVariantData* handle);
+/* Points into the object; valid until it is released or reshaped. */
+LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, ZVariantData* handle);
+LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs,
+                                               ZConversionMode mode);
+LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs);
+LUM_API bool ZVariantData_C_API_isScalarStorage(ErrorRecord* error, ZVariantData* handle);
+LUM_API size_t ZVariantData_C_API_numberAllocatedElements(ErrorRecord* error, ZVariantData* handle);
+/* Consumes `handle` on success and returns the reordered storage. */
+LUM_API ZVariantData* ZVariantData_C_API_reorderData(ErrorRecord* error, ZVariantData* handle, ZDataOrdering ordering);
+LUM_API void ZVariantData_C_API_reshapeNoRealloc(ErrorRecord* error, ZVariantData* handle, ZArrayDimensions dimensions);
+/* A new array of `handle`'s type and the given shape filled from `source`;
+ * consumes `source` on success. */
+LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, ZVariantData* handle,
+                                                           ZVariantData* source, ZArrayDimensions dimensions,
+                                                           ZDataOrdering ordering);
+LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, ZVariantData* handle);
 
 #ifdef __cplusplus
 } /* extern "C" */
