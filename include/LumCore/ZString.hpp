@@ -307,9 +307,11 @@ private:
     size_type m_length;
 };
 
+// The library instantiates ZString once and exports its members. Callers
+// instantiate only the inline ones themselves (there is deliberately no
+// extern template here: the header-only conveniences are not exported and
+// must be compiled into the caller, at any optimisation level).
 using ZString = ZStringGeneric<Internal::ZStringDataSharable>;
-
-extern template class ZStringGeneric<Internal::ZStringDataSharable>;
 
 // Equality is equality of length and bytes; ordering is that of the bytes.
 inline bool operator==(const ZString& a, const ZString& b) noexcept
