@@ -9,6 +9,7 @@
 //     z == Marlowen::Lum::Complex<int16_t>(3, -4);   // true
 #pragma once
 
+#include <cstdint>
 #include <type_traits>
 
 namespace Marlowen::Lum {
@@ -36,5 +37,26 @@ private:
     T m_real;
     T m_imag;
 };
+
+namespace Internal {
+// Arrays of Complex<T> are read as arrays of twice as many T: standard layout
+// puts the real part first, and a size of two parts at the alignment of one
+// leaves no room for padding between or after them.
+template <class T>
+inline constexpr bool kIsTwoAdjacentParts = std::is_trivially_copyable_v<Complex<T>> &&
+                                            std::is_standard_layout_v<Complex<T>> &&
+                                            sizeof(Complex<T>) == 2 * sizeof(T) && alignof(Complex<T>) == alignof(T);
+}  // namespace Internal
+
+static_assert(Internal::kIsTwoAdjacentParts<bool>);
+static_assert(Internal::kIsTwoAdjacentParts<std::int8_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::int16_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::int32_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::int64_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::uint8_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::uint16_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::uint32_t>);
+static_assert(Internal::kIsTwoAdjacentParts<std::uint64_t>);
+static_assert(sizeof(Complex<std::int8_t>) == 2 && sizeof(Complex<std::int64_t>) == 16);
 
 }  // namespace Marlowen::Lum

@@ -6,7 +6,9 @@
 //     Marlowen::Lum::TimePoint t{1700000000, 0};
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace Marlowen::Lum {
 
@@ -17,5 +19,9 @@ struct TimePoint {
     friend constexpr bool operator==(const TimePoint& a, const TimePoint& b) noexcept { return a.s == b.s && a.f == b.f; }
     friend constexpr bool operator!=(const TimePoint& a, const TimePoint& b) noexcept { return !(a == b); }
 };
+
+// Arrays of TimePoint are copied as raw memory, 128 bits an element.
+static_assert(std::is_trivially_copyable_v<TimePoint> && std::is_standard_layout_v<TimePoint>);
+static_assert(sizeof(TimePoint) == 16 && offsetof(TimePoint, s) == 0 && offsetof(TimePoint, f) == 8);
 
 }  // namespace Marlowen::Lum
