@@ -36,8 +36,13 @@ constexpr std::uint64_t kNotFound = ~std::uint64_t{0};
 // needs no second scan.
 std::uint64_t copyUpToNul(char* dest, const char* src, std::uint64_t n) noexcept
 {
+    if (n == 0) {
+        // The source may be null here; only the terminator is written.
+        dest[0] = '\0';
+        return 0;
+    }
     Internal::strncpy_s(dest, n + 1, src, n);
-    return n == 0 ? 0 : ::strnlen(src, n);
+    return ::strnlen(src, n);
 }
 
 // First match of the n bytes at s in text[0, length) at or after pos. A byte
