@@ -2,8 +2,12 @@
 // and the text operations over 1 MiB of text.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <locale>
 #include <string>
+#include <string_view>
 
 #include "LumCore/ZString.hpp"
 
@@ -11,6 +15,7 @@ namespace {
 
 using Marlowen::Lum::CaseSensitivity;
 using Marlowen::Lum::ZString;
+using Marlowen::Lum::ZStringLiteral;
 
 // Baseline: one atomic increment and one atomic decrement, the least that
 // taking and giving up a shared reference can cost.
@@ -81,5 +86,84 @@ void BM_ZString_ToLower_1MiB(benchmark::State& state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
 }
 BENCHMARK(BM_ZString_ToLower_1MiB);
+
+// Baseline for toLower: a new copy of the global locale and a facet lookup
+// for every byte, then the recount.
+void BM_Baseline_ToLowerLocalePerByte_1MiB(benchmark::State& state)
+{
+    const ZString text(megabyteOfText());
+    std::string result(text.size(), '\0');
+    for (auto _ : state) {
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            result[i] = std::use_facet<std::ctype<char>>(std::locale()).tolower(text[i]);
+        }
+        benchmark::DoNotOptimize(std::strlen(result.c_str()));
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
+}
+BENCHMARK(BM_Baseline_ToLowerLocalePerByte_1MiB);
+
+// 64 KiB of the same words: "beta" stands in every fifth word, about 2,000
+// matches, enough to show a loop that rebuilds the text per match.
+const std::string& sixtyFourKiBOfText()
+{
+    static const std::string text = megabyteOfText().substr(0, 1u << 16);
+    return text;
+}
+
+// Baseline for replaceAll: rebuild head + replacement + tail through two
+// fresh records per match, and search the rebuilt text again; with folding,
+// both sides are lowered anew for every search.
+ZString rebuildPerMatch(const ZString& text, std::string_view from, std::string_view to, CaseSensitivity cs)
+{
+    const ZString needle(from);
+    const auto search = [&](const ZString& current, std::uint64_t start) { return current.find(needle, start, cs); };
+    std::uint64_t pos = search(text, 0);
+    ZString current = text;
+    const ZString replacement(to.data(), std::strlen(to.data()));
+    while (pos != ZString::npos) {
+        const std::uint64_t cut = std::min(current.size(), pos + from.size());
+        const ZString head(ZStringLiteral(current.data(), std::min(current.size(), pos)));
+        current = head.concat(std::string_view(replacement)).concat(std::string_view(current).substr(cut));
+        pos = search(current, pos + to.size());
+    }
+    return current;
+}
+
+void BM_Baseline_ReplaceAllRebuildPerMatch_64KiB(benchmark::State& state)
+{
+    const ZString text(sixtyFourKiBOfText());
+    const auto cs = static_cast<CaseSensitivity>(state.range(0));
+    for (auto _ : state) {
+        ZString result = rebuildPerMatch(text, "beta", "BETA!", cs);
+        benchmark::DoNotOptimize(result.data());
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
+}
+BENCHMARK(BM_Baseline_ReplaceAllRebuildPerMatch_64KiB)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+void BM_ZString_ReplaceAllManyMatches_64KiB(benchmark::State& state)
+{
+    const ZString text(sixtyFourKiBOfText());
+    const auto cs = static_cast<CaseSensitivity>(state.range(0));
+    for (auto _ : state) {
+        ZString result = text.replaceAll("beta", "BETA!", cs);
+        benchmark::DoNotOptimize(result.data());
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
+}
+BENCHMARK(BM_ZString_ReplaceAllManyMatches_64KiB)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+// The same over 1 MiB: about 34,000 matches in one pass.
+void BM_ZString_ReplaceAllManyMatches_1MiB(benchmark::State& state)
+{
+    const ZString text(megabyteOfText());
+    for (auto _ : state) {
+        ZString result = text.replaceAll("beta", "BETA!");
+        benchmark::DoNotOptimize(result.data());
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
+}
+BENCHMARK(BM_ZString_ReplaceAllManyMatches_1MiB);
 
 }  // namespace
