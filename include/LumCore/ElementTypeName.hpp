@@ -45,11 +45,22 @@ inline std::string normaliseTypeName(const char* text, std::size_t cutFromEnd)
     while (length > 0 && text[length - 1] == ' ') {
         --length;
     }
-    ZString name = ZString(text, length).replaceAll("class ", "").replaceAll("struct ", "");
-    if (name.find(std::string_view("::__1::")) != ZString::npos) {
-        name = name.replaceAll("::__1", "");
+    // Done on the caller's own std::string rather than through ZString's
+    // exported members, whose std::string_view parameters a module built on
+    // another standard library could not link against. Removal resumes at
+    // the place of the removed text, as a replacement by nothing does.
+    std::string name(text, length);
+    const auto removeAll = [&name](std::string_view piece) {
+        for (std::size_t at = name.find(piece); at != std::string::npos; at = name.find(piece, at)) {
+            name.erase(at, piece.size());
+        }
+    };
+    removeAll("class ");
+    removeAll("struct ");
+    if (name.find("::__1::") != std::string::npos) {
+        removeAll("::__1");
     }
-    return name.to_string();
+    return name;
 }
 
 // ---- One spelling of builtin types for g++ and clang ----------------------
@@ -284,7 +295,8 @@ ZString typeNameOf()
         constexpr std::string_view opening = "CtTypeExtractor<";
         const char* name = std::strstr(signature, opening.data());
         name = name == nullptr ? signature : name + opening.size();
-        return ZString(normaliseTypeName(name, kExtractorSuffix.size()));
+        const std::string normalised = normaliseTypeName(name, kExtractorSuffix.size());
+        return ZString(normalised.data(), normalised.size());
     }
 }
 
