@@ -43,11 +43,46 @@ void copyStridedMatrix(const T* source, std::size_t srcA, std::size_t srcB, T* d
     }
 }
 
-// Copies the elementCount(dims) elements of `source`, stored in
-// `sourceOrdering`, into `destination` in the other ordering. Orderings other
-// than the two leave the destination as it is.
+// The walk itself, element by element, for a source that holds fewer
+// elements than its shape describes (an adopted vector reshaped up to its
+// capacity): only the `available` elements that exist are read, and the
+// destination's other places keep what a new array has in them.
 template <class T>
-void reorderElements(const T* source, T* destination, ArrayDimensionsView dims, DataOrdering sourceOrdering)
+void reorderExistingElements(const T* source, std::uint64_t available, T* destination, ArrayDimensionsView dims,
+                             bool fromRowMajor)
+{
+    const std::size_t rank = dims.size();
+    std::vector<std::size_t> indices(rank, 0);
+    std::vector<std::size_t> columnStride(rank);
+    columnStride[0] = 1;
+    for (std::size_t k = 1; k < rank; ++k) {
+        columnStride[k] = columnStride[k - 1] * dims[k - 1];
+    }
+    std::uint64_t offset = 0;  // column-major offset of `indices`
+    for (std::uint64_t i = 0; i < available; ++i) {
+        if (fromRowMajor) {
+            destination[offset] = source[i];
+        } else if (offset < available) {
+            destination[i] = source[offset];
+        }
+        for (std::size_t k = rank; k-- > 0;) {
+            offset += columnStride[k];
+            if (++indices[k] != dims[k]) {
+                break;
+            }
+            offset -= dims[k] * columnStride[k];
+            indices[k] = 0;
+        }
+    }
+}
+
+// Copies the elementCount(dims) elements of `source`, stored in
+// `sourceOrdering`, into `destination` in the other ordering; `available` is
+// how many elements the source holds. Orderings other than the two leave the
+// destination as it is.
+template <class T>
+void reorderElements(const T* source, std::uint64_t available, T* destination, ArrayDimensionsView dims,
+                     DataOrdering sourceOrdering)
 {
     if (sourceOrdering != DataOrdering::RowMajor && sourceOrdering != DataOrdering::ColumnMajor) {
         return;
@@ -55,6 +90,10 @@ void reorderElements(const T* source, T* destination, ArrayDimensionsView dims, 
     const std::size_t rank = dims.size();
     const std::uint64_t count = elementCount(dims);
     if (count == 0) {
+        return;
+    }
+    if (available < count) {
+        reorderExistingElements(source, available, destination, dims, sourceOrdering == DataOrdering::RowMajor);
         return;
     }
     if (rank == 1) {
@@ -98,6 +137,13 @@ void reorderElements(const T* source, T* destination, ArrayDimensionsView dims, 
             return;
         }
     }
+}
+
+// The same for a source that holds every element its shape describes.
+template <class T>
+void reorderElements(const T* source, T* destination, ArrayDimensionsView dims, DataOrdering sourceOrdering)
+{
+    reorderElements(source, elementCount(dims), destination, dims, sourceOrdering);
 }
 
 }  // namespace Marlowen::Lum::Internal

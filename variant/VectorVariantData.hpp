@@ -254,7 +254,7 @@ IVariantData* ArrayVariantData<T, Derived>::reorderData(DataOrdering ordering) c
     const ArrayDimensionsView dims(m_dimensions);
     VectorVariantData<T>* result = VectorVariantData<T>::create(dims, ordering);
     try {
-        reorderElements(self().elements(), result->elements(), dims, m_ordering);
+        reorderElements(self().elements(), self().numberAllocatedElements(), result->elements(), dims, m_ordering);
     } catch (...) {
         result->destruct();
         throw;
