@@ -1,0 +1,305 @@
+// Scalar storage: the choice between a caller's buffer and the heap, the
+// constant answers, the two reshapes, and the owning front that keeps a
+// scalar in its own buffer.
+#include <gtest/gtest.h>
+
+#include <complex>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <typeinfo>
+#include <utility>
+
+#include "LumCore/Complex.hpp"
+#include "LumCore/Duration.hpp"
+#include "LumCore/TimePoint.hpp"
+#include "LumCore/ZString.hpp"
+#include "LumCore/ZVariantDirectStorage.hpp"
+#include "StorageTestSupport.hpp"
+#include "support/CountingNew.hpp"
+#include "variant/ScalarVariantData.hpp"
+#include "variant/VectorVariantData.hpp"
+
+namespace {
+
+using namespace StorageTest;
+using Marlowen::Lum::Complex;
+using Marlowen::Lum::Duration;
+using Marlowen::Lum::TimePoint;
+using Marlowen::Lum::WellKnownType;
+using Marlowen::Lum::WellKnownTypeOf;
+using Marlowen::Lum::ZString;
+using Marlowen::Lum::Internal::constructVariantScalar;
+using Marlowen::Lum::Internal::copyConstructVariantScalar;
+using Marlowen::Lum::Internal::moveConstructVariantScalar;
+using Marlowen::Lum::Internal::moveVariantScalar;
+using Marlowen::Lum::Internal::ScalarVariantDataNonCounted;
+using Marlowen::Lum::Internal::ScalarVariantDataRefCounted;
+using Marlowen::Lum::Internal::VectorVariantData;
+using Marlowen::Lum::Internal::ZVariantDirectStorage;
+
+// A value unlike the default of each class, so a lost value shows.
+template <class T>
+T sample();
+template <> bool sample() { return true; }
+template <> std::int8_t sample() { return -7; }
+template <> std::uint64_t sample() { return 0xFEDCBA9876543210u; }
+template <> float sample() { return 1.25f; }
+template <> double sample() { return -3.5; }
+template <> std::complex<float> sample() { return {1.5f, -2.0f}; }
+template <> std::complex<double> sample() { return {0.25, 8.0}; }
+template <> Complex<bool> sample() { return {false, true}; }
+template <> Complex<std::uint8_t> sample() { return {200, 3}; }
+template <> Complex<std::int64_t> sample() { return {-5, 1LL << 40}; }
+template <> Duration sample() { return {-12, 34}; }
+template <> TimePoint sample() { return {56, 78}; }
+template <> ZString sample() { return ZString("a text long enough to live in a record"); }
+
+template <class T>
+class ScalarOfEachClass : public ::testing::Test {};
+using ElementClasses = ::testing::Types<bool, std::int8_t, std::uint64_t, float, double, std::complex<float>,
+                                        std::complex<double>, Complex<bool>, Complex<std::uint8_t>,
+                                        Complex<std::int64_t>, Duration, TimePoint, ZString>;
+TYPED_TEST_SUITE(ScalarOfEachClass, ElementClasses);
+
+TYPED_TEST(ScalarOfEachClass, FitsTheFrontBuffer)
+{
+    EXPECT_LE(sizeof(ScalarVariantDataNonCounted<TypeParam>), ZVariantDirectStorage::kBufferSize);
+    EXPECT_LE(alignof(ScalarVariantDataNonCounted<TypeParam>), alignof(void*));
+}
+
+// The size test is exact: the object's own size goes in the buffer, one
+// byte less goes to the heap with a count of 1.
+TYPED_TEST(ScalarOfEachClass, BufferOrHeapAtTheExactSize)
+{
+    constexpr std::size_t fits = sizeof(ScalarVariantDataNonCounted<TypeParam>);
+    alignas(void*) unsigned char buffer[64];
+    const TypeParam value = sample<TypeParam>();
+
+    LumTest::AllocationCounter inPlaceAllocations;
+    IVariantData* inPlace = constructVariantScalar<TypeParam>(buffer, fits, value);
+    EXPECT_EQ(inPlaceAllocations.count(), 0u);
+    ASSERT_EQ(static_cast<void*>(inPlace), static_cast<void*>(buffer));
+    EXPECT_EQ(typeid(*inPlace), typeid(ScalarVariantDataNonCounted<TypeParam>));
+    EXPECT_TRUE(*elementsOf<TypeParam>(*inPlace) == value);
+    inPlace->~IVariantData();
+
+    Owned onHeap(constructVariantScalar<TypeParam>(buffer, fits - 1, value));
+    ASSERT_NE(static_cast<void*>(onHeap.get()), static_cast<void*>(buffer));
+    EXPECT_EQ(typeid(*onHeap), typeid(ScalarVariantDataRefCounted<TypeParam>));
+    EXPECT_EQ(refCount(onHeap.get()), 1u);
+    EXPECT_TRUE(*elementsOf<TypeParam>(*onHeap) == value);
+}
+
+TYPED_TEST(ScalarOfEachClass, AnswersAreConstants)
+{
+    ScalarVariantDataRefCounted<TypeParam>* scalar = new ScalarVariantDataRefCounted<TypeParam>(sample<TypeParam>());
+    Owned owned(scalar);
+    EXPECT_TRUE(scalar->isScalarStorage());
+    EXPECT_EQ(scalar->numberAllocatedElements(), 1u);
+    EXPECT_EQ(extentsOf(*scalar), Extents{1});
+    EXPECT_EQ(scalar->dataOrdering(), DataOrdering::RowMajor);
+    EXPECT_EQ(scalar->wellKnownDataType(), WellKnownType(WellKnownTypeOf<TypeParam>::value));
+    EXPECT_EQ(*scalar->typeInfo(), typeid(TypeParam));
+    EXPECT_EQ(scalar->customTypeOperations(), nullptr);
+    EXPECT_EQ(scalar->constStoredData(), scalar->mutableStoredData());
+}
+
+TEST(ScalarStorage, MovedScalarIgnoresTheBufferSize)
+{
+    alignas(void*) unsigned char buffer[32];
+    IVariantData* moved = moveVariantScalar<double>(buffer, 0, 4.5);
+    ASSERT_EQ(static_cast<void*>(moved), static_cast<void*>(buffer));
+    EXPECT_EQ(*elementsOf<double>(*moved), 4.5);
+    moved->~IVariantData();
+}
+
+TEST(ScalarStorage, StdStringScalarIsACustomClass)
+{
+    alignas(void*) unsigned char buffer[64];
+    const std::string text(100, 'x');
+    IVariantData* scalar = moveVariantScalar<std::string>(buffer, sizeof buffer, std::string(text));
+    ASSERT_EQ(static_cast<void*>(scalar), static_cast<void*>(buffer));
+    EXPECT_EQ(scalar->wellKnownDataType(), WellKnownType(Marlowen::Lum::Internal::WellKnownTypeValue::customType));
+    EXPECT_EQ(*scalar->typeInfo(), typeid(std::string));
+    EXPECT_EQ(*elementsOf<std::string>(*scalar), text);
+
+    const auto* operations = scalar->customTypeOperations();
+    ASSERT_NE(operations, nullptr);
+    const std::string same[2] = {text, "y"};
+    const std::string other[2] = {text, "z"};
+    EXPECT_TRUE(operations->equal(scalar->constStoredData(), &same[0], 1, true));
+    EXPECT_TRUE(operations->equal(same, same, 2, false));
+    EXPECT_FALSE(operations->equal(same, other, 2, false));
+    scalar->~IVariantData();
+}
+
+TEST(ScalarStorage, ReshapeInPlaceAcceptsOnlyOneExtentOfOne)
+{
+    ScalarVariantDataRefCounted<double> scalar(2.0);
+    scalar.reshapeNoRealloc(ArrayDimensionsView(Extents{1}));
+    EXPECT_EQ(extentsOf(scalar), Extents{1});
+
+    for (const Extents& refused : {Extents{}, Extents{1, 1}, Extents{2}, Extents{0}}) {
+        SCOPED_TRACE(::testing::Message() << "dimensions of rank " << refused.size());
+        try {
+            scalar.reshapeNoRealloc(ArrayDimensionsView(refused));
+            ADD_FAILURE() << "no exception";
+        } catch (const std::invalid_argument& e) {
+            EXPECT_STREQ(e.what(), "Cannot reshape a scalar ZVariant to different dimensions without reallocating.");
+        }
+    }
+    EXPECT_EQ(*elementsOf<double>(scalar), 2.0);
+}
+
+TEST(ScalarStorage, ReshapeToArrayCopiesWhatFits)
+{
+    const ScalarVariantDataRefCounted<ZString> scalar(ZString("only"));
+
+    // One element from the source, the rest as a new array has them.
+    Owned three(scalar.reshapeToZVariant(&scalar, ArrayDimensionsView(Extents{3}), DataOrdering::ColumnMajor));
+    ASSERT_NE(dynamic_cast<VectorVariantData<ZString>*>(three.get()), nullptr);
+    EXPECT_EQ(extentsOf(*three), Extents{3});
+    EXPECT_EQ(three->dataOrdering(), DataOrdering::ColumnMajor);
+    EXPECT_EQ(refCount(three.get()), 1u);
+    EXPECT_EQ(valuesOf<ZString>(*three), (std::vector<ZString>{ZString("only"), ZString(), ZString()}));
+
+    // No elements is an empty array, not a failure.
+    Owned empty(scalar.reshapeToZVariant(&scalar, ArrayDimensionsView(), DataOrdering::RowMajor));
+    ASSERT_NE(empty.get(), nullptr);
+    EXPECT_FALSE(empty->isScalarStorage());
+    EXPECT_EQ(empty->numberAllocatedElements(), 0u);
+
+    // The receiver picks the class, the source gives the elements, as many
+    // as both hold.
+    Owned source = makeArray<ZString>({ZString("a"), ZString("b"), ZString("c"), ZString("d")}, {4});
+    Owned two(scalar.reshapeToZVariant(source.get(), ArrayDimensionsView(Extents{1, 2}), DataOrdering::RowMajor));
+    EXPECT_EQ(valuesOf<ZString>(*two), (std::vector<ZString>{ZString("a"), ZString("b")}));
+    EXPECT_EQ(refCount(source.get()), 1u);
+}
+
+TEST(ScalarStorage, CloneSharesTheTextButNotTheStorage)
+{
+    ScalarVariantDataRefCounted<ZString> scalar(sample<ZString>());
+    Owned clone(scalar.clone());
+    EXPECT_NE(clone->constStoredData(), scalar.constStoredData());
+    EXPECT_EQ(elementsOf<ZString>(*clone)->c_str(), elementsOf<ZString>(scalar)->c_str());
+    EXPECT_EQ(refCount(clone.get()), 1u);
+}
+
+TEST(ScalarStorage, ConversionOfAnUncountedScalarIsACountedHeapObject)
+{
+    alignas(void*) unsigned char buffer[32];
+    IVariantData* scalar = constructVariantScalar<std::int32_t>(buffer, sizeof buffer, 42);
+    ASSERT_EQ(static_cast<void*>(scalar), static_cast<void*>(buffer));
+    Owned converted(scalar->convertDataTo(WellKnownType(Marlowen::Lum::Internal::WellKnownTypeValue::double_),
+                                          Marlowen::Lum::ConversionMode::Lossless));
+    ASSERT_NE(converted.get(), nullptr);
+    EXPECT_EQ(typeid(*converted), typeid(ScalarVariantDataRefCounted<double>));
+    EXPECT_EQ(refCount(converted.get()), 1u);
+    EXPECT_EQ(*elementsOf<double>(*converted), 42.0);
+    scalar->~IVariantData();
+}
+
+// ---- The owning front -----------------------------------------------------------
+
+TEST(DirectStorage, InPlaceScalarIsCopiedAndMovedWithoutAllocating)
+{
+    LumTest::AllocationCounter allocations;
+    ZVariantDirectStorage front = ZVariantDirectStorage::scalar(7.0);
+    ASSERT_TRUE(front.isInPlace());
+    ZVariantDirectStorage copied(front);
+    ZVariantDirectStorage moved(std::move(copied));
+    ZVariantDirectStorage assigned;
+    assigned = moved;
+    EXPECT_EQ(allocations.count(), 0u);
+
+    EXPECT_TRUE(moved.isInPlace());
+    EXPECT_TRUE(assigned.isInPlace());
+    EXPECT_EQ(copied.data(), nullptr);
+    EXPECT_EQ(*elementsOf<double>(*moved.data()), 7.0);
+    EXPECT_EQ(*elementsOf<double>(*assigned.data()), 7.0);
+    EXPECT_EQ(*elementsOf<double>(*front.data()), 7.0);
+}
+
+TEST(DirectStorage, InPlaceStringIsDuplicatedButItsTextShared)
+{
+    const ZString text = sample<ZString>();
+    LumTest::AllocationCounter allocations;
+    ZVariantDirectStorage front = ZVariantDirectStorage::scalar(text);
+    ASSERT_TRUE(front.isInPlace()) << "a string scalar must fit the front's buffer exactly";
+    ZVariantDirectStorage copied(front);
+    ZVariantDirectStorage moved(std::move(copied));
+    EXPECT_EQ(allocations.count(), 0u);
+
+    ASSERT_TRUE(moved.isInPlace());
+    EXPECT_EQ(copied.data(), nullptr);
+    EXPECT_EQ(elementsOf<ZString>(*moved.data())->c_str(), text.c_str());
+    EXPECT_EQ(elementsOf<ZString>(*front.data())->c_str(), text.c_str());
+
+    // Assignment over an in-place string releases the old value.
+    moved = ZVariantDirectStorage(new ScalarVariantDataRefCounted<ZString>(ZString("other")));
+    EXPECT_FALSE(moved.isInPlace());
+    EXPECT_EQ(*elementsOf<ZString>(*moved.data()), ZString("other"));
+    front = front;  // self-assignment keeps the value
+    EXPECT_EQ(*elementsOf<ZString>(*front.data()), text);
+}
+
+TEST(DirectStorage, HeapObjectIsSharedAndHandedOver)
+{
+    Owned array = makeArray(iota(4), {4});
+    IVariantData* raw = array.get();
+    {
+        raw->copy();
+        ZVariantDirectStorage front(raw);
+        EXPECT_FALSE(front.isInPlace());
+        EXPECT_EQ(refCount(raw), 2u);
+
+        ZVariantDirectStorage copied(front);
+        EXPECT_EQ(copied.data(), raw);
+        EXPECT_EQ(refCount(raw), 3u);
+
+        ZVariantDirectStorage moved(std::move(copied));
+        EXPECT_EQ(moved.data(), raw);
+        EXPECT_EQ(copied.data(), nullptr);
+        EXPECT_EQ(refCount(raw), 3u);
+
+        moved = front;  // the same object: one share given up, one taken
+        EXPECT_EQ(refCount(raw), 3u);
+        moved = ZVariantDirectStorage();
+        EXPECT_EQ(refCount(raw), 2u);
+    }
+    EXPECT_EQ(refCount(raw), 1u);
+}
+
+TEST(DirectStorage, CopyIntoASmallerBufferGoesToTheHeap)
+{
+    ZVariantDirectStorage front = ZVariantDirectStorage::scalar(ZString("text"));
+    ASSERT_TRUE(front.isInPlace());
+    alignas(void*) unsigned char small[16];
+    Owned copied(copyConstructVariantScalar(small, sizeof small, front));
+    EXPECT_NE(static_cast<void*>(copied.get()), static_cast<void*>(small));
+    EXPECT_EQ(refCount(copied.get()), 1u);
+    EXPECT_EQ(*elementsOf<ZString>(*copied), ZString("text"));
+}
+
+TEST(DirectStorage, MoveConstructLeavesTheSourceEmpty)
+{
+    ZVariantDirectStorage front = ZVariantDirectStorage::scalar(ZString("moving text that needs a record"));
+    const char* text = elementsOf<ZString>(*front.data())->c_str();
+    alignas(void*) unsigned char buffer[32];
+    IVariantData* moved = moveConstructVariantScalar(buffer, sizeof buffer, front);
+    EXPECT_EQ(static_cast<void*>(moved), static_cast<void*>(buffer));
+    EXPECT_EQ(front.data(), nullptr);
+    EXPECT_EQ(elementsOf<ZString>(*moved)->c_str(), text);
+    moved->~IVariantData();
+}
+
+TEST(DirectStorage, StringFillsTheBufferExactlyAndStdStringDoesNot)
+{
+    EXPECT_EQ(sizeof(ScalarVariantDataNonCounted<ZString>), ZVariantDirectStorage::kBufferSize);
+    // So a front never holds a std::string scalar in place.
+    EXPECT_GT(sizeof(ScalarVariantDataNonCounted<std::string>), ZVariantDirectStorage::kBufferSize);
+}
+
+}  // namespace

@@ -1,0 +1,159 @@
+// Sharing under contention: threads copy and release one array, and take
+// private instances of their shares to write to. What is shared must never
+// change, every reference must be given back, and no object may be lost.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <cstddef>
+#include <thread>
+#include <vector>
+
+#include "StorageTestSupport.hpp"
+
+// Live heap bytes, where a sanitizer's allocator can tell them.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
+
+namespace {
+
+using namespace StorageTest;
+
+constexpr int kThreads = 4;
+
+// Whether the heap holds as many bytes as at construction; true where that
+// cannot be measured.
+class HeapBalance {
+public:
+    HeapBalance() : m_start(liveBytes()) {}
+    [[nodiscard]] long long change() const { return static_cast<long long>(liveBytes() - m_start); }
+
+private:
+    static std::size_t liveBytes()
+    {
+        return __sanitizer_get_current_allocated_bytes != nullptr ? __sanitizer_get_current_allocated_bytes() : 0;
+    }
+    std::size_t m_start;
+};
+
+TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
+{
+    constexpr int kRounds = 3000;
+    const std::vector<double> values = iota(256);
+    Owned original = makeArray(values, {16, 16});
+    IVariantData* const shared = original.get();
+
+    std::atomic<int> errors{0};
+    std::atomic<bool> go{false};
+    {
+        HeapBalance heap;
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                while (!go.load()) {
+                    std::this_thread::yield();
+                }
+                const double mark = -1.0 - t;
+                for (int round = 0; round < kRounds; ++round) {
+                    shared->copy();
+                    IVariantData* share = shared;
+                    for (int j = 0; j < 4; ++j) {
+                        share->copy();
+                        share->destruct();
+                    }
+                    const std::size_t probe = static_cast<std::size_t>(round) % values.size();
+                    if (elementsOf<double>(*share)[probe] != values[probe]) {
+                        ++errors;
+                    }
+                    // The test holds a reference too, so this is always a clone.
+                    IVariantData* mine = share->mutableInstance();
+                    if (mine == shared) {
+                        ++errors;
+                    }
+                    auto* writable = static_cast<double*>(mine->mutableStoredData());
+                    for (std::size_t i = 0; i < values.size(); ++i) {
+                        if (writable[i] != values[i]) {
+                            ++errors;
+                        }
+                        writable[i] = mark;
+                    }
+                    if (elementsOf<double>(*mine)[values.size() - 1] != mark) {
+                        ++errors;
+                    }
+                    mine->destruct();
+                }
+            });
+        }
+        go = true;
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        threads.clear();
+        threads.shrink_to_fit();
+        EXPECT_EQ(heap.change(), 0) << "a clone or a share was not given back";
+    }
+    EXPECT_EQ(errors.load(), 0);
+    EXPECT_EQ(refCount(shared), 1u);
+    EXPECT_EQ(valuesOf<double>(*shared), values);
+}
+
+// All holders of one array ask for a private instance at once: each gets
+// the original content, alone, and the last one to decide may keep the
+// original itself (or, if every one of them saw a share, it is freed by the
+// one whose release reaches zero).
+TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
+{
+    constexpr int kRounds = 3000;
+    const std::vector<double> values = iota(64);
+
+    std::atomic<int> errors{0};
+    std::atomic<int> round{0};
+    IVariantData* current = nullptr;
+    // One array per round, with one reference for each thread.
+    const auto nextRound = [&]() noexcept {
+        current = nullptr;
+        if (round.fetch_add(1) < kRounds) {
+            current = makeArray(values, {8, 8}).release();
+            for (int t = 1; t < kThreads; ++t) {
+                current->copy();
+            }
+        }
+    };
+    {
+        HeapBalance heap;
+        nextRound();
+        std::barrier sync(kThreads, nextRound);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                const double mark = 1000.0 + t;
+                while (IVariantData* share = current) {
+                    IVariantData* mine = share->mutableInstance();
+                    auto* writable = static_cast<double*>(mine->mutableStoredData());
+                    for (std::size_t i = 0; i < values.size(); ++i) {
+                        if (writable[i] != values[i]) {
+                            ++errors;
+                        }
+                        writable[i] = mark;
+                    }
+                    for (std::size_t i = 0; i < values.size(); ++i) {
+                        if (writable[i] != mark) {
+                            ++errors;
+                        }
+                    }
+                    mine->destruct();
+                    sync.arrive_and_wait();
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        threads.clear();
+        threads.shrink_to_fit();
+        EXPECT_EQ(heap.change(), 0) << "an array was not freed";
+    }
+    EXPECT_EQ(errors.load(), 0);
+    EXPECT_EQ(round.load(), kRounds + 1);
+}
+
+}  // namespace
