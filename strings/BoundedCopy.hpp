@@ -25,7 +25,9 @@ inline int strncpy_s(char* dest, std::size_t destSize, const char* src, std::siz
         dest[0] = '\0';
         return ERANGE;
     }
-    std::memcpy(dest, src, copied);
+    if (copied != 0) {
+        std::memcpy(dest, src, copied);  // src may be null when nothing is copied
+    }
     dest[copied] = '\0';
     return 0;
 }
