@@ -334,6 +334,15 @@ inline bool operator!=(const ZString& a, std::string_view b) noexcept
 {
     return !(a == b);
 }
+// NUL-terminated text; exact, so that `text == "abc"` is never ambiguous.
+inline bool operator==(const ZString& a, const char* b) noexcept
+{
+    return std::string_view(a) == std::string_view(b);
+}
+inline bool operator!=(const ZString& a, const char* b) noexcept
+{
+    return !(a == b);
+}
 inline std::ostream& operator<<(std::ostream& out, const ZString& text)
 {
     return out << std::string_view(text);
