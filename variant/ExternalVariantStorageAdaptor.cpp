@@ -1,0 +1,147 @@
+#include "variant/ExternalVariantStorageAdaptor.hpp"
+
+#include <stdexcept>
+
+#include "LumCore/VariantFactories.hpp"
+#include "variant/ElementTypeDispatch.hpp"
+#include "variant/VectorVariantData.hpp"
+
+namespace Marlowen::Lum::Internal {
+
+ExternalVariantStorageAdaptor::~ExternalVariantStorageAdaptor()
+{
+    if (m_external != nullptr) {
+        m_external->adaptorDestroyed();
+    }
+}
+
+void ExternalVariantStorageAdaptor::detachFromStorage()
+{
+    const WellKnownType type = wellKnownDataType();
+    // A same-type Cast is a plain copy of the elements into a new array.
+    std::unique_ptr<IVariantData> copy(m_external != nullptr ? convertForwarded(type, ConversionMode::Cast)
+                                                              : m_detached->convertDataTo(type, ConversionMode::Cast));
+    m_detached = std::move(copy);
+    m_external = nullptr;
+    m_cachedDimensions = {};
+}
+
+std::size_t ExternalVariantStorageAdaptor::numberAllocatedElements() const
+{
+    return m_external != nullptr ? m_external->numberAllocatedElements() : m_detached->numberAllocatedElements();
+}
+
+ArrayDimensionsView ExternalVariantStorageAdaptor::dimensions() const
+{
+    if (m_external == nullptr) {
+        return m_detached->dimensions();
+    }
+    const ArrayDimensionsView current = m_external->dimensions();
+    m_cachedDimensions.assign(current.begin(), current.end());
+    return ArrayDimensionsView(m_cachedDimensions);
+}
+
+DataOrdering ExternalVariantStorageAdaptor::dataOrdering() const
+{
+    return m_external != nullptr ? m_external->dataOrdering() : m_detached->dataOrdering();
+}
+
+WellKnownType ExternalVariantStorageAdaptor::wellKnownDataType() const
+{
+    return m_external != nullptr ? m_external->wellKnownDataType() : m_detached->wellKnownDataType();
+}
+
+IVariantData* ExternalVariantStorageAdaptor::reorderData(DataOrdering ordering) const
+{
+    if (m_external != nullptr) {
+        throw std::runtime_error("Not implemented!");
+    }
+    // The private copy must never be shared: it is deleted with the adaptor
+    // whatever its count. So the unchanged ordering shares the adaptor instead.
+    if (m_detached->dataOrdering() == ordering) {
+        copy();
+        return const_cast<ExternalVariantStorageAdaptor*>(this);
+    }
+    return m_detached->reorderData(ordering);
+}
+
+void ExternalVariantStorageAdaptor::reshapeNoRealloc(ArrayDimensionsView dimensions)
+{
+    if (m_external != nullptr) {
+        m_external->reshapeNoRealloc(dimensions);
+    } else {
+        m_detached->reshapeNoRealloc(dimensions);
+    }
+}
+
+IVariantData* ExternalVariantStorageAdaptor::reshapeToZVariant(const IVariantData* source,
+                                                               ArrayDimensionsView dimensions,
+                                                               DataOrdering ordering) const
+{
+    return dispatchElementType(wellKnownDataType(), [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        return reshapeIntoNewArray<T>(*source, dimensions, ordering);
+    });
+}
+
+const void* ExternalVariantStorageAdaptor::constStoredData() const
+{
+    return m_external != nullptr ? m_external->constStoredData() : m_detached->constStoredData();
+}
+
+void* ExternalVariantStorageAdaptor::mutableStoredData()
+{
+    return m_external != nullptr ? m_external->mutableStoredData() : m_detached->mutableStoredData();
+}
+
+IVariantData* ExternalVariantStorageAdaptor::convertDataTo(WellKnownType target, ConversionMode mode) const
+{
+    return m_external != nullptr ? convertForwarded(target, mode) : m_detached->convertDataTo(target, mode);
+}
+
+IVariantData* ExternalVariantStorageAdaptor::convertForwarded(WellKnownType target, ConversionMode mode) const
+{
+    // The conversion reads shape, ordering and data through this object's own
+    // operations, so it works on the caller's memory directly.
+    return dispatchElementType(wellKnownDataType(), [&](auto tag) {
+        using From = typename decltype(tag)::type;
+        return convertArrayData<From>(*this, target, mode);
+    });
+}
+
+IVariantData* ExternalVariantStorageAdaptor::clone() const
+{
+    const std::size_t count = numberAllocatedElements();
+    ArrayDimensionsView dims = dimensions();
+    const DataOrdering ordering = dataOrdering();
+    const void* data = constStoredData();
+    return dispatchElementType(wellKnownDataType(), [&](auto tag) -> IVariantData* {
+        using T = typename decltype(tag)::type;
+        // As an array built from the caller's data: an empty list stands for
+        // [count]. Room beyond the shape is kept, as an array's clone keeps
+        // it, but a shape beyond the room is a mismatch.
+        if (dims.empty() && count != 0) {
+            dims = ArrayDimensionsView(&count, 1);
+        }
+        if (elementCount(dims) > count) {
+            throw std::length_error("dimensions do not match data length");
+        }
+        return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);
+    });
+}
+
+IVariantData* constructVariantExternal(ExternalVariantStorageInterface* storage)
+{
+    auto* adaptor = new ExternalVariantStorageAdaptor(storage);
+    try {
+        storage->detachFromStorage = [adaptor] { adaptor->detachFromStorage(); };
+    } catch (...) {
+        // The caller never had this adaptor: nothing to tell it.
+        adaptor->abandonStorage();
+        delete adaptor;
+        throw;
+    }
+    return adaptor;
+}
+
+}  // namespace Marlowen::Lum::Internal
