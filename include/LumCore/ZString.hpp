@@ -24,6 +24,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "LumCore/CaseSensitivity.hpp"
 #include "LumCore/Export.h"
@@ -334,12 +335,16 @@ inline bool operator!=(const ZString& a, std::string_view b) noexcept
 {
     return !(a == b);
 }
-// NUL-terminated text; exact, so that `text == "abc"` is never ambiguous.
-inline bool operator==(const ZString& a, const char* b) noexcept
+// NUL-terminated text, so that `text == "abc"` is never ambiguous. A
+// template, so that it matches a ZString exactly and never lends itself to
+// text that would first have to be converted to one.
+template <class Z, std::enable_if_t<std::is_same_v<Z, ZString>, int> = 0>
+bool operator==(const Z& a, const char* b) noexcept
 {
     return std::string_view(a) == std::string_view(b);
 }
-inline bool operator!=(const ZString& a, const char* b) noexcept
+template <class Z, std::enable_if_t<std::is_same_v<Z, ZString>, int> = 0>
+bool operator!=(const Z& a, const char* b) noexcept
 {
     return !(a == b);
 }
