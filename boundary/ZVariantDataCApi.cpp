@@ -1,0 +1,219 @@
+// The flat variant functions. Each is a shell around guardedCall and one or
+// two virtual operations of the storage object behind the handle.
+#include "LumCore/ExternalVariantStorageInterface.hpp"
+#include "LumCore/LumCoreFlat.h"
+#include "LumCore/VariantFactories.hpp"
+#include "boundary/GuardedCall.hpp"
+#include "variant/ElementTypeDispatch.hpp"
+#include "variant/NullVariantData.hpp"
+#include "variant/ScalarVariantData.hpp"
+#include "variant/VariantComparison.hpp"
+
+namespace {
+
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
+
+// A flat handle is the storage object's address, opaque to the caller.
+IVariantData* storage(ZVariantData* handle) noexcept
+{
+    return reinterpret_cast<IVariantData*>(handle);
+}
+
+ZVariantData* handleOf(IVariantData* data) noexcept
+{
+    return reinterpret_cast<ZVariantData*>(data);
+}
+
+ArrayDimensionsView viewOf(ZArrayDimensions dimensions) noexcept
+{
+    return ArrayDimensionsView(dimensions.data, dimensions.size);
+}
+
+WellKnownType typeOf(ZWellKnownType code) noexcept
+{
+    return WellKnownType::fromBits(code);
+}
+
+}  // namespace
+
+extern "C" {
+
+LUM_API ZVariantData* ZVariantData_C_API_constructNull(void)
+{
+    return handleOf(flatNullVariant());
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_constructScalar(ErrorRecord* error, const void* value, ZWellKnownType type)
+{
+    return guardedCall(error, [&] {
+        return handleOf(dispatchElementType(typeOf(type), [&](auto tag) -> IVariantData* {
+            using T = typename decltype(tag)::type;
+            return new ScalarVariantDataRefCounted<T>(*static_cast<const T*>(value));
+        }));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_constructArray(ErrorRecord* error, const void* data, ZWellKnownType type,
+                                                        size_t count, ZArrayDimensions dimensions,
+                                                        ZDataOrdering ordering)
+{
+    return guardedCall(error, [&] {
+        return handleOf(dispatchElementType(typeOf(type), [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            return constructVariantVectorWithDataWithDimsUnresolved<T>(data, count, viewOf(dimensions),
+                                                                       static_cast<DataOrdering>(ordering));
+        }));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_createWithAllocatedArray(ErrorRecord* error, ZWellKnownType type,
+                                                                  ZArrayDimensions dimensions, ZDataOrdering ordering)
+{
+    return guardedCall(error, [&] {
+        return handleOf(dispatchElementType(typeOf(type), [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            return constructVariantVectorWithoutDataWithDimsUnresolved<T>(viewOf(dimensions),
+                                                                          static_cast<DataOrdering>(ordering));
+        }));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_createWithExternalStorage(ErrorRecord* error,
+                                                                   ZExternalVariantStorage* external)
+{
+    return guardedCall(error, [&] {
+        return handleOf(constructVariantExternal(reinterpret_cast<ExternalVariantStorageInterface*>(external)));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteComplexToRealVariant(ErrorRecord* error,
+                                                                                ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return handleOf(constructTransmuteComplexToRealVariant(storage(handle))); });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteRealToComplexVariant(ErrorRecord* error,
+                                                                                ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return handleOf(constructTransmuteRealToComplexVariant(storage(handle))); });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] {
+        storage(handle)->copy();
+        return handle;
+    });
+}
+
+LUM_API void ZVariantData_C_API_destruct(ErrorRecord* error, ZVariantData* handle)
+{
+    guardedCall(error, [&] {
+        if (handle != nullptr) {
+            storage(handle)->destruct();
+        }
+    });
+}
+
+LUM_API const void* ZVariantData_C_API_constStoredData(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return storage(handle)->constStoredData(); });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_mutableStoredData(ErrorRecord* error, ZVariantData* handle, void** data)
+{
+    return guardedCall(error, [&] {
+        IVariantData* own = storage(handle)->mutableInstance();
+        *data = own->mutableStoredData();
+        return handleOf(own);
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, ZVariantData* handle, ZWellKnownType target,
+                                                       ZConversionMode mode)
+{
+    return guardedCall(error, [&] {
+        IVariantData* source = storage(handle);
+        // The same type is a share: no rule runs and the mode is not read.
+        if (source->wellKnownDataType() == typeOf(target)) {
+            source->copy();
+            return handle;
+        }
+        return handleOf(source->convertDataTo(typeOf(target), static_cast<ConversionMode>(mode)));
+    });
+}
+
+LUM_API ZDataOrdering ZVariantData_C_API_dataOrdering(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return static_cast<ZDataOrdering>(storage(handle)->dataOrdering()); });
+}
+
+LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] {
+        const ArrayDimensionsView view = storage(handle)->dimensions();
+        return ZArrayDimensions{view.data(), view.size()};
+    });
+}
+
+LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs,
+                                               ZConversionMode mode)
+{
+    return guardedCall(error, [&] {
+        return isEquivalentTo(*storage(lhs), *storage(rhs), static_cast<ConversionMode>(mode));
+    });
+}
+
+LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs)
+{
+    return guardedCall(error, [&] { return isIdenticalTo(*storage(lhs), *storage(rhs)); });
+}
+
+LUM_API bool ZVariantData_C_API_isScalarStorage(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return storage(handle)->isScalarStorage(); });
+}
+
+LUM_API size_t ZVariantData_C_API_numberAllocatedElements(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return storage(handle)->numberAllocatedElements(); });
+}
+
+// The caller's reference is given up only once the reorder has succeeded.
+LUM_API ZVariantData* ZVariantData_C_API_reorderData(ErrorRecord* error, ZVariantData* handle, ZDataOrdering ordering)
+{
+    return guardedCall(error, [&] {
+        IVariantData* reordered = storage(handle)->reorderData(static_cast<DataOrdering>(ordering));
+        storage(handle)->destruct();
+        return handleOf(reordered);
+    });
+}
+
+LUM_API void ZVariantData_C_API_reshapeNoRealloc(ErrorRecord* error, ZVariantData* handle, ZArrayDimensions dimensions)
+{
+    guardedCall(error, [&] { storage(handle)->reshapeNoRealloc(viewOf(dimensions)); });
+}
+
+// `source` is released only once the reshape has succeeded; the null
+// variant answers null and still releases it.
+LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, ZVariantData* handle,
+                                                           ZVariantData* source, ZArrayDimensions dimensions,
+                                                           ZDataOrdering ordering)
+{
+    return guardedCall(error, [&] {
+        IVariantData* reshaped = storage(handle)->reshapeToZVariant(storage(source), viewOf(dimensions),
+                                                                    static_cast<DataOrdering>(ordering));
+        if (source != nullptr) {
+            storage(source)->destruct();
+        }
+        return handleOf(reshaped);
+    });
+}
+
+LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, ZVariantData* handle)
+{
+    return guardedCall(error, [&] { return storage(handle)->wellKnownDataType().bits(); });
+}
+
+}  // extern "C"
