@@ -112,6 +112,24 @@ public:
         }));
     }
 
+    // A view of this storage as complex (pairs of neighbours) or as real.
+    [[nodiscard]] ZVariantDataSharable transmuteRealToComplex() const
+    {
+        ZVariantDataSharable share(*this);  // the reference the view takes over
+        ZVariantDataSharable view(checkedFlatCall(
+            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteRealToComplexVariant(e, share.m_handle); }));
+        share.m_handle = nullptr;
+        return view;
+    }
+    [[nodiscard]] ZVariantDataSharable transmuteComplexToReal() const
+    {
+        ZVariantDataSharable share(*this);
+        ZVariantDataSharable view(checkedFlatCall(
+            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteComplexToRealVariant(e, share.m_handle); }));
+        share.m_handle = nullptr;
+        return view;
+    }
+
     // ---- Queries -----------------------------------------------------------
 
     [[nodiscard]] WellKnownType wellKnownDataType() const

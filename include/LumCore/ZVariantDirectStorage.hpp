@@ -99,6 +99,18 @@ public:
         return ZVariantDirectStorage(constructVariantExternal(storage));
     }
 
+    // A view of this storage as complex (pairs of neighbours) or as real. The
+    // view holds a reference of its own; an in-place scalar, which has none to
+    // give, is first copied to the heap.
+    [[nodiscard]] ZVariantDirectStorage transmuteRealToComplex() const
+    {
+        return ZVariantDirectStorage(constructTransmuteRealToComplexVariant(sharedReference()));
+    }
+    [[nodiscard]] ZVariantDirectStorage transmuteComplexToReal() const
+    {
+        return ZVariantDirectStorage(constructTransmuteComplexToRealVariant(sharedReference()));
+    }
+
     // ---- Queries -----------------------------------------------------------
 
     [[nodiscard]] bool isInPlace() const noexcept { return m_data == reinterpret_cast<const IVariantData*>(m_buffer); }
@@ -181,6 +193,16 @@ public:
     }
 
 private:
+    // A counted reference to this storage that the caller owns.
+    [[nodiscard]] IVariantData* sharedReference() const
+    {
+        if (isInPlace()) {
+            return copyConstructVariantScalar(nullptr, 0, *this);
+        }
+        m_data->copy();
+        return m_data;
+    }
+
     [[nodiscard]] ZVariantData* handle() const noexcept { return reinterpret_cast<ZVariantData*>(m_data); }
 
     template <class Call>
