@@ -3,8 +3,12 @@
 #include <stdexcept>
 #include <string>
 
+#include <complex>
+#include <vector>
+
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/ZString.hpp"
+#include "LumCore/ZVariant.hpp"
 
 namespace {
 
@@ -52,6 +56,75 @@ void errorsAtTheBoundary()
               << error.typeName << ": \"" << error.message << "\"\n";
 }
 
+// Prints the elements of a variant in storage order, read as T.
+template <class Variant, class T = double>
+void printElements(const char* label, const Variant& value)
+{
+    std::cout << label;
+    for (const T& element : value.template iterable<T>()) {
+        std::cout << ' ' << element;
+    }
+    std::cout << "   [" << value.wellKnownDataType().toString() << ", "
+              << (value.dataOrdering() == DataOrdering::RowMajor ? "row-major" : "column-major") << ", shape";
+    for (std::size_t extent : value.dimensions()) {
+        std::cout << ' ' << extent;
+    }
+    std::cout << "]\n";
+}
+
+void variants()
+{
+    section("Variants: scalars and arrays");
+    const ZVariant temperature = 21.5;  // lives inside the value: no allocation
+    std::cout << "scalar:    " << temperature.as<double>() << " as double, " << temperature.as<int>()
+              << " as int, \"" << temperature.convertTo<ZString>(ConversionMode::CastOrParse).as<ZString>()
+              << "\" as text\n";
+
+    const std::vector<std::size_t> shape{2, 3};
+    const std::int32_t counts[] = {1, 2, 3, 4, 5, 6};
+    const ZVariant grid(counts, 6, shape);
+    printElements("made:     ", grid);
+
+    ZVariant columns = grid;  // shares the storage
+    columns.reorderData(DataOrdering::ColumnMajor);
+    printElements("reordered:", columns);
+
+    const ZVariant asDouble = grid.convertTo<double>(ConversionMode::Lossless);
+    printElements("converted:", asDouble);
+
+    std::cout << std::boolalpha << "compared:  int32 row-major vs double column-major equivalent? "
+              << columns.convertTo<double>().isEquivalentTo(grid) << ", identical? "
+              << columns.isIdenticalTo(grid) << "\n";
+
+    section("ZVariantAbi: the same through the flat C interface");
+    const ZVariantAbi portable(counts, 6, shape);
+    double sum = 0;
+    for (double v : portable.iterable<double>()) {
+        sum += v;
+    }
+    std::cout << "sum of the elements as double: " << sum << "; element 4 is " << portable.elementAt<std::int32_t>(4)
+              << "\n";
+
+    section("A conversion the rules refuse");
+    try {
+        (void)ZVariant(300.5).as<std::uint8_t>(ConversionMode::Lossless);
+    } catch (const std::runtime_error& e) {
+        std::cout << "std::runtime_error: " << e.what() << "\n";
+    }
+    try {
+        (void)portable.convertTo<ZString>();
+    } catch (const std::runtime_error& e) {
+        std::cout << "std::runtime_error: " << e.what() << "\n";
+    }
+
+    section("A real array viewed as complex, with no copy");
+    const double samples[] = {1, 0, 0, 1, -1, 0};  // three (re, im) pairs
+    const ZVariant real(samples, 6, std::vector<std::size_t>{6});
+    const ZVariant complex = real.viewRealAsComplex();
+    printElements<ZVariant, std::complex<double>>("as complex:", complex);
+    std::cout << "same memory? " << (complex.constStoredData() == real.constStoredData()) << "\n";
+}
+
 }  // namespace
 
 int main()
@@ -59,5 +132,6 @@ int main()
     std::cout << "LumCore tour\n";
     strings();
     errorsAtTheBoundary();
+    variants();
     return 0;
 }
