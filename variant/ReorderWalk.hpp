@@ -6,7 +6,7 @@
 // that offset afresh for every element is slow and strides across memory
 // on one side, so the walk is done as tiles instead: for each setting of the
 // middle indices, the first and last dimensions form a matrix that is
-// transposed tile by tile, so both sides stay in cache.
+// transposed block by block, so both sides stay in cache.
 #pragma once
 
 #include <algorithm>
@@ -19,24 +19,48 @@
 
 namespace Marlowen::Lum::Internal {
 
-// Side of the square tiles; 32 x 32 doubles is 8 KiB per side.
-inline constexpr std::size_t kReorderTile = 32;
-
-// destination[a * dstA + b * dstB] = source[a * srcA + b * srcB] for a < rows,
-// b < columns, tile by tile.
+// The transpose works on small square blocks of 32 bytes a row (4 doubles),
+// copied with loops of fixed length, inside tiles of 256 source rows by 128
+// bytes. A tile's destination side is then written in runs of 256 elements,
+// and its source side read in runs of two cache lines, which keeps both
+// streams long enough for the hardware to follow even when the row length is
+// a power of two. Square 32 x 32 tiles wrote 32 short runs that all fell into
+// one cache set and ran at a fifth of memcpy's speed on 4096 x 4096 doubles.
 template <class T>
-void copyStridedMatrix(const T* source, std::size_t srcA, std::size_t srcB, T* destination, std::size_t dstA,
-                       std::size_t dstB, std::size_t rows, std::size_t columns)
+inline constexpr std::size_t kReorderBlock = sizeof(T) >= 32 ? 1 : 32 / sizeof(T);
+inline constexpr std::size_t kReorderTileRows = 256;
+template <class T>
+inline constexpr std::size_t kReorderTileColumns = sizeof(T) >= 128 ? 1 : 128 / sizeof(T);
+
+// out[j * outStride + i] = in[i * inStride + j] for i < rows, j < columns.
+template <class T>
+void transposeMatrix(const T* in, std::size_t inStride, T* out, std::size_t outStride, std::size_t rows,
+                     std::size_t columns)
 {
-    for (std::size_t a0 = 0; a0 < rows; a0 += kReorderTile) {
-        const std::size_t aEnd = std::min(rows, a0 + kReorderTile);
-        for (std::size_t b0 = 0; b0 < columns; b0 += kReorderTile) {
-            const std::size_t bEnd = std::min(columns, b0 + kReorderTile);
-            for (std::size_t a = a0; a < aEnd; ++a) {
-                const T* in = source + a * srcA;
-                T* out = destination + a * dstA;
-                for (std::size_t b = b0; b < bEnd; ++b) {
-                    out[b * dstB] = in[b * srcB];
+    constexpr std::size_t kBlock = kReorderBlock<T>;
+    for (std::size_t i0 = 0; i0 < rows; i0 += kReorderTileRows) {
+        const std::size_t iEnd = std::min(rows, i0 + kReorderTileRows);
+        for (std::size_t j0 = 0; j0 < columns; j0 += kReorderTileColumns<T>) {
+            const std::size_t jEnd = std::min(columns, j0 + kReorderTileColumns<T>);
+            for (std::size_t i1 = i0; i1 < iEnd; i1 += kBlock) {
+                for (std::size_t j1 = j0; j1 < jEnd; j1 += kBlock) {
+                    const T* from = in + i1 * inStride + j1;
+                    T* to = out + j1 * outStride + i1;
+                    if (i1 + kBlock <= iEnd && j1 + kBlock <= jEnd) {
+                        for (std::size_t j = 0; j < kBlock; ++j) {
+                            for (std::size_t i = 0; i < kBlock; ++i) {
+                                to[j * outStride + i] = from[i * inStride + j];
+                            }
+                        }
+                    } else {
+                        const std::size_t iCount = std::min(kBlock, iEnd - i1);
+                        const std::size_t jCount = std::min(kBlock, jEnd - j1);
+                        for (std::size_t j = 0; j < jCount; ++j) {
+                            for (std::size_t i = 0; i < iCount; ++i) {
+                                to[j * outStride + i] = from[i * inStride + j];
+                            }
+                        }
+                    }
                 }
             }
         }
@@ -120,8 +144,15 @@ void reorderElements(const T* source, std::uint64_t available, T* destination, A
     std::size_t srcOffset = 0;
     std::size_t dstOffset = 0;
     for (;;) {
-        copyStridedMatrix(source + srcOffset, srcStride[0], srcStride[rank - 1], destination + dstOffset,
-                          dstStride[0], dstStride[rank - 1], dims[0], dims[rank - 1]);
+        // The source runs along its fastest dimension, the destination along
+        // the other: the last for row-major, the first for column-major.
+        if (fromRowMajor) {
+            transposeMatrix(source + srcOffset, srcStride[0], destination + dstOffset, dstStride[rank - 1], dims[0],
+                            dims[rank - 1]);
+        } else {
+            transposeMatrix(source + srcOffset, srcStride[rank - 1], destination + dstOffset, dstStride[0],
+                            dims[rank - 1], dims[0]);
+        }
         std::size_t k = rank - 1;
         while (k-- > 1) {
             if (++middle[k] != dims[k]) {
