@@ -272,6 +272,21 @@ double elementFor(std::size_t i)
     return static_cast<double>(i) + 0.25;
 }
 template <>
+std::uint16_t elementFor(std::size_t i)
+{
+    return static_cast<std::uint16_t>(i);
+}
+template <>
+std::int8_t elementFor(std::size_t i)
+{
+    return static_cast<std::int8_t>(i * 37 % 251);
+}
+template <>
+std::complex<double> elementFor(std::size_t i)
+{
+    return {static_cast<double>(i), -static_cast<double>(i)};
+}
+template <>
 ZString elementFor(std::size_t i)
 {
     return ZString(std::to_string(i).c_str());
@@ -325,12 +340,23 @@ const std::vector<Extents> kReorderShapes{
     {2, 3},    {3, 2},     {1, 5},     {5, 1},     {1, 1},        {7},          {1},           {0},
     {},        {0, 3},     {3, 0},     {4, 1, 3},  {2, 3, 4},     {3, 0, 2},    {1, 1, 1},     {3, 2, 5, 4},
     {33, 65},  {64, 64},   {2, 33, 40}, {1, 40, 33}, {40, 1, 33}, {31, 2, 2, 33}, {100, 3},    {3, 100},
+    {300, 20}, {20, 300},  {600, 1},   {1, 600},   {257, 3, 129},
 };
 
 TEST(ArrayReorder, DoublesMatchTheWalkBothWaysAndBack)
 {
     for (const Extents& extents : kReorderShapes) {
         expectReorderMatchesTheWalk<double>(extents);
+    }
+}
+
+// Each element size has its own block and tile sizes.
+TEST(ArrayReorder, OtherElementSizesMatchTheWalk)
+{
+    for (const Extents& extents : {Extents{2, 3}, Extents{300, 70}, Extents{70, 300}, Extents{5, 3, 200}}) {
+        expectReorderMatchesTheWalk<std::uint16_t>(extents);
+        expectReorderMatchesTheWalk<std::int8_t>(extents);
+        expectReorderMatchesTheWalk<std::complex<double>>(extents);
     }
 }
 

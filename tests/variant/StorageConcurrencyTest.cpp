@@ -20,11 +20,26 @@ using namespace StorageTest;
 
 constexpr int kThreads = 4;
 
-// Whether the heap holds as many bytes as at construction; true where that
-// cannot be measured.
+// Runs body(t) on kThreads threads and waits for them.
+template <class Body>
+void onThreads(Body&& body)
+{
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&body, t] { body(t); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+// The change of live heap bytes since construction; 0 where that cannot be
+// measured. The C library keeps some memory with each thread stack it caches
+// for reuse, so threads are started once before the measurement begins.
 class HeapBalance {
 public:
-    HeapBalance() : m_start(liveBytes()) {}
+    HeapBalance() : m_start((onThreads([](int) {}), liveBytes())) {}
     [[nodiscard]] long long change() const { return static_cast<long long>(liveBytes() - m_start); }
 
 private:
@@ -43,52 +58,45 @@ TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
     IVariantData* const shared = original.get();
 
     std::atomic<int> errors{0};
-    std::atomic<bool> go{false};
+    std::atomic<int> ready{0};
     {
         HeapBalance heap;
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&, t] {
-                while (!go.load()) {
-                    std::this_thread::yield();
+        onThreads([&](int t) {
+            // Start together, for as much contention as possible.
+            ++ready;
+            while (ready.load() < kThreads) {
+                std::this_thread::yield();
+            }
+            const double mark = -1.0 - t;
+            for (int round = 0; round < kRounds; ++round) {
+                shared->copy();
+                IVariantData* share = shared;
+                for (int j = 0; j < 4; ++j) {
+                    share->copy();
+                    share->destruct();
                 }
-                const double mark = -1.0 - t;
-                for (int round = 0; round < kRounds; ++round) {
-                    shared->copy();
-                    IVariantData* share = shared;
-                    for (int j = 0; j < 4; ++j) {
-                        share->copy();
-                        share->destruct();
-                    }
-                    const std::size_t probe = static_cast<std::size_t>(round) % values.size();
-                    if (elementsOf<double>(*share)[probe] != values[probe]) {
-                        ++errors;
-                    }
-                    // The test holds a reference too, so this is always a clone.
-                    IVariantData* mine = share->mutableInstance();
-                    if (mine == shared) {
-                        ++errors;
-                    }
-                    auto* writable = static_cast<double*>(mine->mutableStoredData());
-                    for (std::size_t i = 0; i < values.size(); ++i) {
-                        if (writable[i] != values[i]) {
-                            ++errors;
-                        }
-                        writable[i] = mark;
-                    }
-                    if (elementsOf<double>(*mine)[values.size() - 1] != mark) {
-                        ++errors;
-                    }
-                    mine->destruct();
+                const std::size_t probe = static_cast<std::size_t>(round) % values.size();
+                if (elementsOf<double>(*share)[probe] != values[probe]) {
+                    ++errors;
                 }
-            });
-        }
-        go = true;
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-        threads.clear();
-        threads.shrink_to_fit();
+                // The test holds a reference too, so this is always a clone.
+                IVariantData* mine = share->mutableInstance();
+                if (mine == shared) {
+                    ++errors;
+                }
+                auto* writable = static_cast<double*>(mine->mutableStoredData());
+                for (std::size_t i = 0; i < values.size(); ++i) {
+                    if (writable[i] != values[i]) {
+                        ++errors;
+                    }
+                    writable[i] = mark;
+                }
+                if (elementsOf<double>(*mine)[values.size() - 1] != mark) {
+                    ++errors;
+                }
+                mine->destruct();
+            }
+        });
         EXPECT_EQ(heap.change(), 0) << "a clone or a share was not given back";
     }
     EXPECT_EQ(errors.load(), 0);
@@ -121,10 +129,9 @@ TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
     {
         HeapBalance heap;
         nextRound();
-        std::barrier sync(kThreads, nextRound);
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&, t] {
+        {
+            std::barrier sync(kThreads, nextRound);
+            onThreads([&](int t) {
                 const double mark = 1000.0 + t;
                 while (IVariantData* share = current) {
                     IVariantData* mine = share->mutableInstance();
@@ -145,11 +152,6 @@ TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
                 }
             });
         }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-        threads.clear();
-        threads.shrink_to_fit();
         EXPECT_EQ(heap.change(), 0) << "an array was not freed";
     }
     EXPECT_EQ(errors.load(), 0);

@@ -2,6 +2,7 @@
 // written, and mutableInstance hands back an object its caller owns alone.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <typeinfo>
 #include <vector>
@@ -189,5 +190,42 @@ TEST(StorageCounting, ReorderToTheCurrentOrderingShares)
     EXPECT_EQ(reordered.get(), scalar.get());
     EXPECT_EQ(refCount(scalar.get()), 2u);
 }
+
+#if defined(__GNUC__) && !defined(_WIN32)
+// Other modules call these operations through the virtual table of objects
+// made here, so their slots are fixed. Under the Itanium C++ ABI a pointer to
+// a virtual member holds 1 + the slot's byte offset; the destructor takes the
+// first two slots.
+template <class Member>
+std::uintptr_t slotOf(Member member)
+{
+    static_assert(sizeof(Member) == 2 * sizeof(std::uintptr_t));
+    std::uintptr_t raw = 0;
+    std::memcpy(&raw, &member, sizeof raw);
+    return (raw - 1) / sizeof(void*);
+}
+
+TEST(StorageCounting, VirtualOperationsKeepTheirSlots)
+{
+    EXPECT_EQ(slotOf(&IVariantData::copy), 2u);
+    EXPECT_EQ(slotOf(&IVariantData::destruct), 3u);
+    EXPECT_EQ(slotOf(&IVariantData::mutableInstance), 4u);
+    EXPECT_EQ(slotOf(&IVariantData::numberAllocatedElements), 5u);
+    EXPECT_EQ(slotOf(&IVariantData::dimensions), 6u);
+    EXPECT_EQ(slotOf(&IVariantData::isScalarStorage), 7u);
+    EXPECT_EQ(slotOf(&IVariantData::dataOrdering), 8u);
+    EXPECT_EQ(slotOf(&IVariantData::wellKnownDataType), 9u);
+    EXPECT_EQ(slotOf(&IVariantData::typeInfo), 10u);
+    EXPECT_EQ(slotOf(&IVariantData::customTypeOperations), 11u);
+    EXPECT_EQ(slotOf(&IVariantData::reorderData), 12u);
+    EXPECT_EQ(slotOf(&IVariantData::reshapeNoRealloc), 13u);
+    EXPECT_EQ(slotOf(&IVariantData::reshapeToZVariant), 14u);
+    EXPECT_EQ(slotOf(&IVariantData::constStoredData), 15u);
+    EXPECT_EQ(slotOf(&IVariantData::mutableStoredData), 16u);
+    EXPECT_EQ(slotOf(&IVariantData::convertDataTo), 17u);
+    EXPECT_EQ(slotOf(&IVariantDataRefCounted::clone), 18u);
+    EXPECT_EQ(slotOf(&IVariantDataRefCounted::hasSingleReference), 19u);
+}
+#endif
 
 }  // namespace
