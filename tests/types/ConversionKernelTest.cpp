@@ -165,6 +165,7 @@ TEST(ConversionCast, ArraysMatchTheElementCastIncludingSpecialValues)
     expectArrayMatchesElementCast<double, std::uint32_t>(values.get(), n);
     expectArrayMatchesElementCast<double, std::uint64_t>(values.get(), n);
     expectArrayMatchesElementCast<float, std::int64_t>(values.get(), n);
+    expectArrayMatchesElementCast<float, std::int32_t>(values.get(), n);
     expectArrayMatchesElementCast<double, bool>(values.get(), n);
     expectArrayMatchesElementCast<std::int64_t, std::int8_t>(values.get(), n);
     expectArrayMatchesElementCast<std::uint64_t, double>(values.get(), n);

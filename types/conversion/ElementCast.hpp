@@ -4,8 +4,9 @@
 // Everything here is branch-free on purpose: the conversion kernels run these
 // functions in tight loops, and selects (rather than branches) let the
 // compiler turn those loops into vector code. A float-to-integer cast is only
-// ever applied to a value known to fit; the out-of-range result is blended in
-// afterwards, so no input reaches undefined behaviour.
+// ever applied to a value known to fit: out-of-range inputs are first swapped
+// for the value whose cast is the required result, so no input reaches
+// undefined behaviour.
 #pragma once
 
 #include <bit>
@@ -56,20 +57,17 @@ using PartOf = typename ComplexElementTraits<T>::Part;
 template <class T>
 inline constexpr bool isNumericElement = isRealElement<T> || (isComplexElement<T> && isRealElement<PartOf<T>>);
 
-template <class T>
-inline constexpr bool isIntegerElement = std::is_integral_v<T> && !std::is_same_v<T, bool>;
-
 // ---- Float to integer ----------------------------------------------------------
 
 // Truncation through a signed 32-bit intermediate. Anything outside
 // (-2^31, 2^31), and NaN, gives 0x80000000, as the x86-64 truncating
-// instructions do; -2^31 itself lands there by either road.
+// instructions do. Such values are replaced by -2^31 before the cast, which
+// gives exactly that without a second select on the integer side.
 template <class F>
 inline std::int32_t truncateToInt32(F x) noexcept
 {
     const bool fits = std::fabs(x) < F(2147483648.0);
-    const std::int32_t truncated = static_cast<std::int32_t>(fits ? x : F(0));
-    return fits ? truncated : std::numeric_limits<std::int32_t>::min();
+    return static_cast<std::int32_t>(fits ? x : F(-2147483648.0));
 }
 
 // The same through a signed 64-bit intermediate.
@@ -77,8 +75,7 @@ template <class F>
 inline std::int64_t truncateToInt64(F x) noexcept
 {
     const bool fits = std::fabs(x) < F(9223372036854775808.0);
-    const std::int64_t truncated = static_cast<std::int64_t>(fits ? x : F(0));
-    return fits ? truncated : std::numeric_limits<std::int64_t>::min();
+    return static_cast<std::int64_t>(fits ? x : F(-9223372036854775808.0));
 }
 
 // Unsigned 64-bit in two steps: values from 2^63 up lose 2^63 before the
