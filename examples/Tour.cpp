@@ -48,12 +48,15 @@ void errorsAtTheBoundary()
         std::cout << "std::out_of_range caught: \"" << e.what() << "\"\n";
     }
 
-    // The same failure seen from C: a word and a message in the record.
+    // A failure seen from C: a word and a message in the record, no exception.
     ErrorRecord error;
     error.typeName = nullptr;
-    ZStringData* handle = ZStringData_C_API_constructCString(&error, "x", size_t{1} << 62);
-    std::cout << "flat call: handle " << (handle ? "set" : "null") << ", record says "
-              << error.typeName << ": \"" << error.message << "\"\n";
+    const double values[] = {1, 2, 3};
+    const std::size_t wrongShape[] = {2, 2};
+    ZVariantData* handle = ZVariantData_C_API_constructArray(&error, values, ZWellKnownType_double, 3,
+                                                             ZArrayDimensions{wrongShape, 2}, ZDataOrdering_RowMajor);
+    std::cout << "flat call: handle " << (handle ? "set" : "null") << ", record says " << error.typeName << ": \""
+              << error.message << "\"\n";
 }
 
 // Prints the elements of a variant in storage order, read as T.

@@ -51,10 +51,17 @@ static void sees_a_failure_in_the_record(void)
     ZStringData* text;
 
     error.typeName = NULL;
+#ifndef __SANITIZE_ADDRESS__
+    /* A block the heap can never give out. (AddressSanitizer's operator new
+     * aborts on such a request instead of throwing, so it is left out there;
+     * the variant checks read other failures from the record.) */
     text = ZStringData_C_API_constructCString(&error, "x", (size_t)1 << 62);
     CHECK(text == NULL);
     CHECK(error.typeName != NULL && strcmp(error.typeName, "bad_alloc") == 0);
     CHECK(strlen(error.message) < sizeof error.message);
+#else
+    error.typeName = "stale";
+#endif
 
     /* The same record, reused for a call that succeeds, is clean again. */
     text = ZStringData_C_API_constructCString(&error, "ok", 2);
