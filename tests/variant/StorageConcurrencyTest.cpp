@@ -52,7 +52,7 @@ private:
 
 TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
 {
-    constexpr int kRounds = 3000;
+    constexpr int kRounds = 10000;
     const std::vector<double> values = iota(256);
     Owned original = makeArray(values, {16, 16});
     IVariantData* const shared = original.get();
@@ -110,7 +110,7 @@ TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
 // one whose release reaches zero).
 TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
 {
-    constexpr int kRounds = 3000;
+    constexpr int kRounds = 10000;
     const std::vector<double> values = iota(64);
 
     std::atomic<int> errors{0};
