@@ -9,6 +9,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "LumCore/ArrayIndexing.hpp"
@@ -66,14 +67,6 @@ Owned allocated(const Extents& extents, DataOrdering ordering = kRow)
 
 // ---- Shapes at construction -----------------------------------------------------
 
-TEST(ArrayStorage, ElementCountOfAShape)
-{
-    EXPECT_EQ(Marlowen::Lum::elementCount(ArrayDimensionsView()), 0u);
-    EXPECT_EQ(Marlowen::Lum::elementCount(ArrayDimensionsView(Extents{1})), 1u);
-    EXPECT_EQ(Marlowen::Lum::elementCount(ArrayDimensionsView(Extents{2, 3, 4})), 24u);
-    EXPECT_EQ(Marlowen::Lum::elementCount(ArrayDimensionsView(Extents{5, 0, 3})), 0u);
-}
-
 TEST(ArrayStorage, CopyingFactoryResolvesAnEmptyShapeAndChecksAnyOther)
 {
     const std::vector<double> four = iota(4);
@@ -91,6 +84,7 @@ TEST(ArrayStorage, CopyingFactoryResolvesAnEmptyShapeAndChecksAnyOther)
     // A zero extent describes no elements, which four are not.
     EXPECT_EQ(thrownText<std::length_error>([&] { makeArray(four, {0, 4}); }), kMismatch);
 
+    // An empty list counts no elements, not one.
     Owned none = makeArray(std::vector<double>{}, {});
     EXPECT_TRUE(extentsOf(*none).empty());
     EXPECT_EQ(none->numberAllocatedElements(), 0u);
@@ -115,44 +109,36 @@ TEST(ArrayStorage, NewElementsOfEachKind)
     EXPECT_TRUE(extentsOf(*noStrings).empty());
 
     // Leave dirty memory behind, so that elements that are not zeroed show.
-    constexpr std::size_t kCount = 64;
-    for (int round = 0; round < 4; ++round) {
-        void* dirty = ::operator new(sizeof(VectorVariantData<Duration>) + kCount * 16 + 64);
-        std::memset(dirty, 0xA5, sizeof(VectorVariantData<Duration>) + kCount * 16 + 64);
-        ::operator delete(dirty);
-        const Extents shape{8, 8};
-        Owned durations = allocated<Duration>(shape);
-        Owned times = allocated<TimePoint>(shape);
-        Owned complexes = allocated<std::complex<double>>(shape);
-        Owned integers = allocated<Complex<std::int64_t>>(shape, kColumn);
-        for (std::size_t i = 0; i < kCount; ++i) {
-            ASSERT_EQ(elementsOf<Duration>(*durations)[i], Duration{});
-            ASSERT_EQ(elementsOf<TimePoint>(*times)[i], TimePoint{});
-            ASSERT_EQ(elementsOf<std::complex<double>>(*complexes)[i], std::complex<double>{});
-            ASSERT_TRUE(elementsOf<Complex<std::int64_t>>(*integers)[i] == Complex<std::int64_t>{});
-        }
-        EXPECT_EQ(extentsOf(*integers), shape);
-        EXPECT_EQ(integers->dataOrdering(), kColumn);
+    constexpr std::size_t kBytes = sizeof(VectorVariantData<Duration>) + 64 * 16;
+    void* dirty = ::operator new(kBytes);
+    std::memset(dirty, 0xA5, kBytes);
+    ::operator delete(dirty);
+    const Extents shape{8, 8};
+    Owned durations = allocated<Duration>(shape);
+    Owned times = allocated<TimePoint>(shape);
+    Owned complexes = allocated<std::complex<double>>(shape);
+    Owned integers = allocated<Complex<std::int64_t>>(shape, kColumn);
+    for (std::size_t i = 0; i < 64; ++i) {
+        ASSERT_EQ(elementsOf<Duration>(*durations)[i], Duration{});
+        ASSERT_EQ(elementsOf<TimePoint>(*times)[i], TimePoint{});
+        ASSERT_EQ(elementsOf<std::complex<double>>(*complexes)[i], std::complex<double>{});
+        ASSERT_TRUE(elementsOf<Complex<std::int64_t>>(*integers)[i] == Complex<std::int64_t>{});
     }
+    EXPECT_EQ(extentsOf(*integers), shape);
+    EXPECT_EQ(integers->dataOrdering(), kColumn);
 }
 
-TEST(ArrayStorage, AdoptedVectorKeepsItsBlock)
+TEST(ArrayStorage, AdoptedVectorKeepsItsBlockAndResolvesItsShapeMoreWidely)
 {
     std::vector<double> values = iota(4);
     const double* block = values.data();
     Owned adopted = adopt(std::move(values), {2, 2});
     EXPECT_EQ(adopted->constStoredData(), static_cast<const void*>(block));
     EXPECT_EQ(typeid(*adopted), typeid(StdVectorVariantData<double>));
-    EXPECT_EQ(adopted->numberAllocatedElements(), 4u);
-    EXPECT_EQ(refCount(adopted.get()), 1u);
-}
 
-TEST(ArrayStorage, AdoptedVectorResolvesItsShapeMoreWidely)
-{
     EXPECT_EQ(extentsOf(*adopt(iota(4), {0})), Extents{4});
     EXPECT_EQ(extentsOf(*adopt(iota(4), {})), Extents{4});
     EXPECT_EQ(extentsOf(*adopt(iota(4), {2, 0, 3})), Extents{4});
-    EXPECT_EQ(extentsOf(*adopt(iota(4), {2, 2})), (Extents{2, 2}));
     EXPECT_EQ(extentsOf(*adopt({}, {0, 7})), (Extents{0, 7}));
     EXPECT_TRUE(extentsOf(*adopt({}, {})).empty());
     EXPECT_EQ(thrownText<std::length_error>([] { adopt(iota(4), {3}); }), kMismatch);
@@ -192,26 +178,16 @@ TEST(ArrayStorage, BlockArrayReshapesWithinItsRoomAndRank)
     const void* elements = array->constStoredData();
     const auto reshape = [&](const Extents& extents) { array->reshapeNoRealloc(ArrayDimensionsView(extents)); };
 
-    reshape({6});
-    reshape({1});
-    reshape({2});
-    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({2, 3}); }), kBeyond) << "more dimensions than now";
-    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({7}); }), kBeyond);
-    EXPECT_EQ(extentsOf(*array), Extents{2});
-
-    array = makeArray(iota(6), {2, 3});
-    reshape({2});
-    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({2, 3}); }), kBeyond);
-    array = makeArray(iota(6), {2, 3});
-    elements = array->constStoredData();
-    reshape({2, 2});
     reshape({3, 2});
+    reshape({2, 2});
     reshape({1, 6});
     EXPECT_EQ(thrownText<std::length_error>([&] { reshape({2, 4}); }), kBeyond);
-    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({1, 1, 1}); }), kBeyond);
+    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({1, 1, 1}); }), kBeyond) << "more dimensions than now";
+    reshape({2});
+    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({2, 3}); }), kBeyond) << "back to more dimensions";
+    reshape({6});
     reshape({});
     EXPECT_TRUE(extentsOf(*array).empty());
-    EXPECT_EQ(thrownText<std::length_error>([&] { reshape({1}); }), kBeyond);
     EXPECT_EQ(array->numberAllocatedElements(), 6u);
     EXPECT_EQ(array->constStoredData(), elements);
     EXPECT_EQ(std::vector<double>(elementsOf<double>(*array), elementsOf<double>(*array) + 6), iota(6));
@@ -264,32 +240,19 @@ std::vector<T> walkReorder(const T* source, std::size_t available, const Extents
     return destination;
 }
 
+// Element i of a test array, of any class the reorder tests use.
 template <class T>
-T elementFor(std::size_t i);
-template <>
-double elementFor(std::size_t i)
+T elementFor(std::size_t i)
 {
-    return static_cast<double>(i) + 0.25;
-}
-template <>
-std::uint16_t elementFor(std::size_t i)
-{
-    return static_cast<std::uint16_t>(i);
-}
-template <>
-std::int8_t elementFor(std::size_t i)
-{
-    return static_cast<std::int8_t>(i * 37 % 251);
-}
-template <>
-std::complex<double> elementFor(std::size_t i)
-{
-    return {static_cast<double>(i), -static_cast<double>(i)};
-}
-template <>
-ZString elementFor(std::size_t i)
-{
-    return ZString(std::to_string(i).c_str());
+    if constexpr (std::is_same_v<T, ZString>) {
+        return ZString(std::to_string(i).c_str());
+    } else if constexpr (std::is_same_v<T, std::complex<double>>) {
+        return {static_cast<double>(i), -static_cast<double>(i)};
+    } else if constexpr (std::is_floating_point_v<T>) {
+        return static_cast<T>(i) + T(0.25);
+    } else {
+        return static_cast<T>(i * 37 % 251);
+    }
 }
 
 template <class T>

@@ -44,20 +44,15 @@ class CountedStorage : public ::testing::TestWithParam<Kind> {};
 TEST_P(CountedStorage, CountFollowsCopyAndDestruct)
 {
     Owned data = makeCounted(GetParam());
-    const auto* counted = dynamic_cast<const IVariantDataRefCounted*>(data.get());
-    ASSERT_NE(counted, nullptr);
-    EXPECT_EQ(refCount(data.get()), 1u);
-    EXPECT_TRUE(counted->hasSingleReference());
-
+    const auto& counted = dynamic_cast<const IVariantDataRefCounted&>(*data);
+    EXPECT_TRUE(counted.hasSingleReference());
     data->copy();
     data->copy();
-    EXPECT_EQ(refCount(data.get()), 3u);
-    EXPECT_FALSE(counted->hasSingleReference());
-
+    EXPECT_EQ(counted.referenceCount(), 3u);
+    EXPECT_FALSE(counted.hasSingleReference());
     data->destruct();
     data->destruct();
-    EXPECT_EQ(refCount(data.get()), 1u);
-    EXPECT_TRUE(counted->hasSingleReference());
+    EXPECT_TRUE(counted.hasSingleReference());
 }
 
 TEST_P(CountedStorage, SoleOwnerWritesInPlace)
