@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "LumCore/ZVariantDirectStorage.hpp"
+#include "types/conversion/ConvertElements.hpp"
 #include "variant/ElementTypeDispatch.hpp"
 #include "variant/ScalarVariantData.hpp"
 #include "variant/VectorVariantData.hpp"
@@ -84,33 +85,6 @@ IVariantData* constructVariantDataFromMovedVector(std::vector<T> data, ArrayDime
 {
     return new StdVectorVariantData<T>(std::move(data), dimensions, ordering);
 }
-
-// The well-known element classes but bool and ZString, which each lack one
-// of the forms below.
-#define LUMCORE_NUMERIC_AND_TIME_CLASSES(X)   \
-    X(std::int8_t)                            \
-    X(std::int16_t)                           \
-    X(std::int32_t)                           \
-    X(std::int64_t)                           \
-    X(std::uint8_t)                           \
-    X(std::uint16_t)                          \
-    X(std::uint32_t)                          \
-    X(std::uint64_t)                          \
-    X(float)                                  \
-    X(double)                                 \
-    X(Complex<bool>)                          \
-    X(Complex<std::int8_t>)                   \
-    X(Complex<std::int16_t>)                  \
-    X(Complex<std::int32_t>)                  \
-    X(Complex<std::int64_t>)                  \
-    X(Complex<std::uint8_t>)                  \
-    X(Complex<std::uint16_t>)                 \
-    X(Complex<std::uint32_t>)                 \
-    X(Complex<std::uint64_t>)                 \
-    X(std::complex<float>)                    \
-    X(std::complex<double>)                   \
-    X(Duration)                               \
-    X(TimePoint)
 
 #define LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES(T)                                                 \
     template LUM_API IVariantData* constructVariantScalar<T>(void*, std::size_t, T);                      \

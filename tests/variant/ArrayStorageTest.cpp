@@ -19,6 +19,7 @@
 #include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
 #include "variant/VectorVariantData.hpp"
+#include "support/ThrownText.hpp"
 
 namespace {
 
@@ -40,17 +41,7 @@ constexpr const char* kMismatch = "dimensions do not match data length";
 constexpr const char* kShared = "Reference count is greater than 1 - cannot reshape without reallocating.";
 constexpr const char* kBeyond = "Cannot reshape array to given dimensions without reallocating.";
 
-// Runs `action` and returns the text of the exception of class E it throws.
-template <class E, class Action>
-std::string thrownText(Action&& action)
-{
-    try {
-        action();
-    } catch (const E& e) {
-        return e.what();
-    }
-    return "(nothing thrown)";
-}
+using LumTest::thrownText;
 
 Owned adopt(std::vector<double> values, const Extents& extents, DataOrdering ordering = kRow)
 {

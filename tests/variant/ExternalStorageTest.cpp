@@ -9,22 +9,14 @@
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/VariantFactories.hpp"
 #include "variant/IVariantDataRefCounted.hpp"
+#include "support/ThrownText.hpp"
 
 using namespace Marlowen::Lum;
 using namespace Marlowen::Lum::Internal;
 
 namespace {
 
-template <class Exception, class Call>
-std::string thrownText(Call call)
-{
-    try {
-        call();
-    } catch (const Exception& e) {
-        return e.what();
-    }
-    return "<nothing thrown>";
-}
+using LumTest::thrownText;
 
 std::uint32_t countOf(const IVariantData* data)
 {

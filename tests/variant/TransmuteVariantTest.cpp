@@ -13,6 +13,7 @@
 #include "variant/TransmuteComplexToRealVariant.hpp"
 #include "variant/TransmuteRealToComplexVariant.hpp"
 #include "variant/VectorVariantData.hpp"
+#include "support/ThrownText.hpp"
 
 using namespace Marlowen::Lum;
 using namespace Marlowen::Lum::Internal;
@@ -22,16 +23,7 @@ namespace {
 using Dims = std::vector<std::size_t>;
 using ComplexDouble = std::complex<double>;
 
-template <class Exception, class Call>
-std::string thrownText(Call call)
-{
-    try {
-        call();
-    } catch (const Exception& e) {
-        return e.what();
-    }
-    return "<nothing thrown>";
-}
+using LumTest::thrownText;
 
 // An array whose stored elements are 0, 1, 2, ... in storage order.
 IVariantData* counting(const Dims& dims, DataOrdering ordering = DataOrdering::RowMajor)

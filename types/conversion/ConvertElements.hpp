@@ -31,9 +31,10 @@ bool convertElements(const From* source, To* destination, std::uint64_t count, C
 
 }  // namespace Marlowen::Lum::Internal
 
-// X(Class) for each of the 25 well-known element classes.
-#define LUMCORE_WELL_KNOWN_ELEMENT_CLASSES(X)     \
-    X(bool)                                       \
+// X(Class) for each well-known element class but bool and ZString, which
+// some factories leave out (std::vector<bool> is no array of bytes, and a
+// moved ZString scalar is exported in its std::string form).
+#define LUMCORE_NUMERIC_AND_TIME_CLASSES(X)       \
     X(std::int8_t)                                \
     X(std::int16_t)                               \
     X(std::int32_t)                               \
@@ -55,9 +56,14 @@ bool convertElements(const From* source, To* destination, std::uint64_t count, C
     X(::Marlowen::Lum::Complex<std::uint64_t>)    \
     X(std::complex<float>)                        \
     X(std::complex<double>)                       \
-    X(::Marlowen::Lum::ZString)                   \
     X(::Marlowen::Lum::Duration)                  \
     X(::Marlowen::Lum::TimePoint)
+
+// X(Class) for each of the 25 well-known element classes.
+#define LUMCORE_WELL_KNOWN_ELEMENT_CLASSES(X) \
+    X(bool)                                   \
+    LUMCORE_NUMERIC_AND_TIME_CLASSES(X)       \
+    X(::Marlowen::Lum::ZString)
 
 // X(Class) for each custom class that can be a conversion source. A new
 // codec-carried class joins the matrix with one line here (and its header

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "LumCore/ZVariant.hpp"
+#include "support/ThrownText.hpp"
 
 namespace {
 
@@ -20,15 +21,11 @@ class ZVariantForms : public ::testing::Test {};
 using Forms = ::testing::Types<ZVariant, ZVariantAbi>;
 TYPED_TEST_SUITE(ZVariantForms, Forms);
 
+// The exact words of the exception of class E that `call` throws.
 template <class Exception, class Call>
 void expectThrowWith(Call&& call, const std::string& what)
 {
-    try {
-        call();
-        FAIL() << "nothing thrown, expected: " << what;
-    } catch (const Exception& e) {
-        EXPECT_EQ(std::string(e.what()), what);
-    }
+    EXPECT_EQ(LumTest::thrownText<Exception>(call), what);
 }
 
 TYPED_TEST(ZVariantForms, NullVariant)
