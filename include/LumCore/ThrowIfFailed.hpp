@@ -66,4 +66,17 @@ inline void throwIfFailed(const ErrorRecord& error)
     }
 }
 
+// Gives up a handle through its flat release function. A release never
+// throws: its record is cleared, passed and never looked at. A null handle
+// makes no call.
+template <class Handle>
+void releaseIgnoringFailure(void (*destruct)(ErrorRecord*, Handle*), Handle* handle) noexcept
+{
+    if (handle != nullptr) {
+        ErrorRecord ignored;
+        ignored.typeName = nullptr;
+        destruct(&ignored, handle);
+    }
+}
+
 }  // namespace Marlowen::Lum::Internal

@@ -123,15 +123,7 @@ private:
         release(old);
     }
 
-    // A release never throws: its record is cleared, passed and ignored.
-    static void release(ZStringData* handle) noexcept
-    {
-        if (handle != nullptr) {
-            ErrorRecord ignored;
-            ignored.typeName = nullptr;
-            ZStringData_C_API_destruct(&ignored, handle);
-        }
-    }
+    static void release(ZStringData* handle) noexcept { releaseIgnoringFailure(ZStringData_C_API_destruct, handle); }
 
     ZStringData* m_handle = nullptr;
 };

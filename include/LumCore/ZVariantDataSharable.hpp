@@ -234,15 +234,7 @@ private:
         release(old);
     }
 
-    // A release never throws: its record is cleared, passed and ignored.
-    static void release(ZVariantData* handle) noexcept
-    {
-        if (handle != nullptr) {
-            ErrorRecord ignored;
-            ignored.typeName = nullptr;
-            ZVariantData_C_API_destruct(&ignored, handle);
-        }
-    }
+    static void release(ZVariantData* handle) noexcept { releaseIgnoringFailure(ZVariantData_C_API_destruct, handle); }
 
     ZVariantData* m_handle;
 };
