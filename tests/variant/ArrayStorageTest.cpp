@@ -24,16 +24,8 @@
 namespace {
 
 using namespace StorageTest;
-using Marlowen::Lum::ArrayIndexing;
-using Marlowen::Lum::Complex;
-using Marlowen::Lum::Duration;
-using Marlowen::Lum::TimePoint;
-using Marlowen::Lum::ZString;
-using Marlowen::Lum::Internal::constructVariantDataFromMovedVector;
-using Marlowen::Lum::Internal::constructVariantVectorWithDataWithDimsUnresolved;
-using Marlowen::Lum::Internal::constructVariantVectorWithoutDataWithDimsUnresolved;
-using Marlowen::Lum::Internal::StdVectorVariantData;
-using Marlowen::Lum::Internal::VectorVariantData;
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
 
 constexpr auto kRow = DataOrdering::RowMajor;
 constexpr auto kColumn = DataOrdering::ColumnMajor;

@@ -26,17 +26,8 @@
 namespace {
 
 using namespace StorageTest;
-using Marlowen::Lum::Complex;
-using Marlowen::Lum::ConversionMode;
-using Marlowen::Lum::Duration;
-using Marlowen::Lum::TimePoint;
-using Marlowen::Lum::WellKnownType;
-using Marlowen::Lum::ZString;
-using Marlowen::Lum::Internal::constructVariantDataFromMovedVector;
-using Marlowen::Lum::Internal::constructVariantScalar;
-using Marlowen::Lum::Internal::dispatchElementType;
-using Marlowen::Lum::Internal::ScalarVariantDataRefCounted;
-using Marlowen::Lum::Internal::VectorVariantData;
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
 using V = Marlowen::Lum::Internal::WellKnownTypeValue;
 
 constexpr auto kLossless = ConversionMode::Lossless;

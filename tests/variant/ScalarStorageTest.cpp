@@ -23,19 +23,8 @@
 namespace {
 
 using namespace StorageTest;
-using Marlowen::Lum::Complex;
-using Marlowen::Lum::Duration;
-using Marlowen::Lum::TimePoint;
-using Marlowen::Lum::WellKnownType;
-using Marlowen::Lum::WellKnownTypeOf;
-using Marlowen::Lum::ZString;
-using Marlowen::Lum::Internal::constructVariantScalar;
-using Marlowen::Lum::Internal::copyConstructVariantScalar;
-using Marlowen::Lum::Internal::moveVariantScalar;
-using Marlowen::Lum::Internal::ScalarVariantDataNonCounted;
-using Marlowen::Lum::Internal::ScalarVariantDataRefCounted;
-using Marlowen::Lum::Internal::VectorVariantData;
-using Marlowen::Lum::Internal::ZVariantDirectStorage;
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
 
 // A value unlike the default of each class, so a lost value shows.
 template <class T>

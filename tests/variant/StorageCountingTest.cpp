@@ -15,13 +15,8 @@
 namespace {
 
 using namespace StorageTest;
-using Marlowen::Lum::ZString;
-using Marlowen::Lum::Internal::constructVariantDataFromMovedVector;
-using Marlowen::Lum::Internal::constructVariantScalar;
-using Marlowen::Lum::Internal::ScalarVariantData;
-using Marlowen::Lum::Internal::ScalarVariantDataRefCounted;
-using Marlowen::Lum::Internal::StdVectorVariantData;
-using Marlowen::Lum::Internal::VectorVariantData;
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
 
 // The counted kinds of storage, each holding 0, 1, 2, ... 5 (a scalar only 0).
 enum class Kind { array, adoptedVector, scalar };
