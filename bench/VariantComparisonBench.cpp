@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "variant/VariantComparison.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace {
 

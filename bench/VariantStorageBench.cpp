@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "LumCore/VariantFactories.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
 #include "boundary/GuardedCall.hpp"
-#include "variant/ElementTypeDispatch.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
 #include "variant/NullVariantData.hpp"
-#include "variant/ScalarVariantData.hpp"
+#include "LumCore/ScalarVariantData.hpp"
 #include "variant/VariantComparison.hpp"
 
 namespace {

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "types/conversion/ConvertElements.hpp"
-#include "variant/ConversionDispatch.hpp"
-#include "variant/ElementTypeDispatch.hpp"
-#include "variant/ScalarVariantData.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ConversionDispatch.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {
 

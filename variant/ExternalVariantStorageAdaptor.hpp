@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "LumCore/ExternalVariantStorageInterface.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
 
 namespace Marlowen::Lum::Internal {
 

@@ -3,8 +3,8 @@
 #include <stdexcept>
 
 #include "LumCore/VariantFactories.hpp"
-#include "variant/ElementTypeDispatch.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {
 

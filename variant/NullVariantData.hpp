@@ -6,7 +6,7 @@
 // flat function; nothing may test for "null" by address, only by type.
 #pragma once
 
-#include "variant/IVariantDataRefCounted.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
 
 namespace Marlowen::Lum::Internal {
 

@@ -11,10 +11,10 @@
 #include <stdexcept>
 #include <vector>
 
-#include "variant/ElementTypeDispatch.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
-#include "variant/ReorderWalk.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/ReorderWalk.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "LumCore/ZString.hpp"
-#include "variant/ElementTypeDispatch.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
 
 namespace Marlowen::Lum::Internal {
 

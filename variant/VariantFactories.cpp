@@ -7,9 +7,9 @@
 
 #include "LumCore/ZVariantDirectStorage.hpp"
 #include "types/conversion/ConvertElements.hpp"
-#include "variant/ElementTypeDispatch.hpp"
-#include "variant/ScalarVariantData.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {
 

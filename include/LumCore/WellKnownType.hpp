@@ -17,6 +17,7 @@
 #include <complex>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 #include "LumCore/Complex.hpp"
 #include "LumCore/Duration.hpp"
@@ -148,5 +149,12 @@ LUMCORE_WELL_KNOWN(Complex<std::uint16_t>, complexUnsignedInt16);
 LUMCORE_WELL_KNOWN(Complex<std::uint32_t>, complexUnsignedInt32);
 LUMCORE_WELL_KNOWN(Complex<std::uint64_t>, complexUnsignedInt64);
 #undef LUMCORE_WELL_KNOWN
+
+namespace Internal {
+// The element classes a variant can be made of and converted to.
+template <class T>
+inline constexpr bool kIsWellKnownElement =
+    !std::is_void_v<T> && WellKnownTypeOf<T>::value != WellKnownTypeValue::customType;
+}  // namespace Internal
 
 }  // namespace Marlowen::Lum

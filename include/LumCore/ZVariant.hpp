@@ -45,11 +45,6 @@ class ZVariantIterable;
 
 namespace Internal {
 
-// The element classes a variant can be made of and converted to.
-template <class T>
-inline constexpr bool kIsWellKnownElement =
-    !std::is_void_v<T> && WellKnownTypeOf<T>::value != WellKnownTypeValue::customType;
-
 // The type code a value of T reports. void is the null variant's unknown;
 // custom classes have no code of their own and also expect unknown here.
 template <class T>

@@ -18,7 +18,7 @@
 #include "LumCore/TimePoint.hpp"
 #include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 #include "support/ThrownText.hpp"
 
 namespace {

@@ -19,9 +19,9 @@
 #include "LumCore/TimePoint.hpp"
 #include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
-#include "variant/ElementTypeDispatch.hpp"
-#include "variant/ScalarVariantData.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/VariantFactories.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
 #include "support/ThrownText.hpp"
 
 using namespace Marlowen::Lum;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "LumCore/VariantFactories.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
 #include "variant/NullVariantData.hpp"
 #include "support/ThrownText.hpp"
 

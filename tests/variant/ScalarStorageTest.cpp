@@ -17,8 +17,8 @@
 #include "LumCore/ZVariantDirectStorage.hpp"
 #include "StorageTestSupport.hpp"
 #include "support/CountingNew.hpp"
-#include "variant/ScalarVariantData.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
-#include "variant/ScalarVariantData.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace {
 

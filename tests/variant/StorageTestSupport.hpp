@@ -13,7 +13,7 @@
 #include "LumCore/DataOrdering.hpp"
 #include "LumCore/IVariantData.hpp"
 #include "LumCore/VariantFactories.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
 
 namespace StorageTest {
 

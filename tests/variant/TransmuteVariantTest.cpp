@@ -9,10 +9,10 @@
 
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/ZString.hpp"
-#include "variant/ElementTypeDispatch.hpp"
+#include "LumCore/ElementTypeDispatch.hpp"
 #include "variant/TransmuteComplexToRealVariant.hpp"
 #include "variant/TransmuteRealToComplexVariant.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 #include "support/ThrownText.hpp"
 
 using namespace Marlowen::Lum;

@@ -19,10 +19,10 @@
 #include "LumCore/Duration.hpp"
 #include "LumCore/TimePoint.hpp"
 #include "LumCore/ZString.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
-#include "variant/ScalarVariantData.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/ScalarVariantData.hpp"
 #include "variant/VariantComparison.hpp"
-#include "variant/VectorVariantData.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace {
 

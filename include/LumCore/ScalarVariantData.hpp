@@ -7,9 +7,9 @@
 #include <typeinfo>
 #include <utility>
 
-#include "variant/ConversionDispatch.hpp"
-#include "variant/ElementTraits.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
+#include "LumCore/ConversionDispatch.hpp"
+#include "LumCore/ElementTraits.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -57,7 +57,7 @@ public:
 
     [[nodiscard]] IVariantData* convertDataTo(WellKnownType target, ConversionMode mode) const override
     {
-        return convertScalarData<T>(m_value, target, mode);
+        return convertStoredScalar<T>(m_value, target, mode);
     }
 
 protected:

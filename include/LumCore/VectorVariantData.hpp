@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "LumCore/ArrayDimensionsView.hpp"
-#include "variant/ConversionDispatch.hpp"
-#include "variant/ElementTraits.hpp"
-#include "variant/IVariantDataRefCounted.hpp"
-#include "variant/ReorderWalk.hpp"
+#include "LumCore/ConversionDispatch.hpp"
+#include "LumCore/ElementTraits.hpp"
+#include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/ReorderWalk.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -56,7 +56,7 @@ public:
 
     [[nodiscard]] IVariantData* convertDataTo(WellKnownType target, ConversionMode mode) const override
     {
-        return convertArrayData<T>(*this, target, mode);
+        return convertStoredArray<T>(*this, target, mode);
     }
 
 protected:
