@@ -42,8 +42,23 @@ namespace Marlowen::Lum {
 
 template <class T, class Storage>
 class ZVariantIterable;
+template <class Storage>
+class ZVariantGeneric;
 
 namespace Internal {
+
+// The classes a ZVariant may carry as custom data: any class of the
+// application's, but not the variant itself, nor what the library stores in
+// a form of its own (text).
+template <class T>
+struct IsZVariantGeneric : std::false_type {};
+template <class Storage>
+struct IsZVariantGeneric<ZVariantGeneric<Storage>> : std::true_type {};
+
+template <class T>
+inline constexpr bool kIsCustomElement = std::is_class_v<T> && !kIsWellKnownElement<T> &&
+                                         !std::is_same_v<T, std::string> && !std::is_convertible_v<const T&, ZString> &&
+                                         !IsZVariantGeneric<T>::value;
 
 // The type code a value of T reports. void is the null variant's unknown;
 // custom classes have no code of their own and also expect unknown here.
@@ -87,6 +102,27 @@ public:
     ZVariantGeneric(std::vector<T>&& data, ArrayDimensionsView dimensions = {},
                     DataOrdering ordering = DataOrdering::RowMajor)
         : m_storage(Storage::template movedVector<T>(std::move(data), dimensions, ordering))
+    {
+    }
+
+    // A scalar of an application's class, carried as custom data (ZVariant
+    // only). The class needs a default constructor and operator==: values
+    // compare by it, and convert to another type only when equal to the
+    // default (see ConversionDispatch.hpp). Explicit, so that nothing becomes
+    // custom data by accident.
+    template <class T, class S = Storage,
+              std::enable_if_t<std::is_same_v<S, Internal::ZVariantDirectStorage> && Internal::kIsCustomElement<T>, int> = 0>
+    explicit ZVariantGeneric(T value) : m_storage(Storage::customScalar(std::move(value)))
+    {
+    }
+
+    // An array of an application's class that adopts the vector's block, with
+    // no copy (ZVariant only).
+    template <class T, class S = Storage,
+              std::enable_if_t<std::is_same_v<S, Internal::ZVariantDirectStorage> && Internal::kIsCustomElement<T>, int> = 0>
+    ZVariantGeneric(std::vector<T>&& data, ArrayDimensionsView dimensions = {},
+                    DataOrdering ordering = DataOrdering::RowMajor)
+        : m_storage(Storage::customMovedVector(std::move(data), dimensions, ordering))
     {
     }
 
@@ -269,6 +305,15 @@ public:
         }
         if (!isScalarStorage() && !isSingleElement(dimensions())) {
             return false;
+        }
+        if constexpr (!Internal::kIsWellKnownElement<T>) {
+            // Custom data does not convert to another class: the identity
+            // decides, also between two custom classes.
+            if (!holds<T>()) {
+                return false;
+            }
+            out = *static_cast<const T*>(constStoredData());
+            return true;
         }
         if (wellKnownDataType() == WellKnownType(WellKnownTypeOf<T>::value)) {
             out = *static_cast<const T*>(constStoredData());

@@ -9,14 +9,17 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include "LumCore/IVariantData.hpp"
 #include "LumCore/LumCoreFlat.h"
+#include "LumCore/ScalarVariantData.hpp"
 #include "LumCore/ThrowIfFailed.hpp"
 #include "LumCore/VariantFactories.hpp"
+#include "LumCore/VectorVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -92,6 +95,23 @@ public:
                                              DataOrdering ordering)
     {
         return ZVariantDirectStorage(constructVariantDataFromMovedVector<T>(std::move(data), dimensions, ordering));
+    }
+
+    // Classes the library does not know are stored by templates compiled
+    // here, in the caller's code: a scalar is always a counted heap object,
+    // since no uncounted form of such a class is made.
+    template <class T>
+    static ZVariantDirectStorage customScalar(T&& value)
+    {
+        using Element = std::decay_t<T>;
+        return ZVariantDirectStorage(new ScalarVariantDataRefCounted<Element>(std::forward<T>(value)));
+    }
+
+    template <class T>
+    static ZVariantDirectStorage customMovedVector(std::vector<T>&& data, ArrayDimensionsView dimensions,
+                                                   DataOrdering ordering)
+    {
+        return ZVariantDirectStorage(new StdVectorVariantData<T>(std::move(data), dimensions, ordering));
     }
 
     static ZVariantDirectStorage external(ExternalVariantStorageInterface* storage)

@@ -1,12 +1,23 @@
 // A user's program, built against the installed LumCore.
 #include <LumCore/ZString.hpp>
+#include <LumCore/ZVariant.hpp>
 
 #include <iostream>
 #include <stdexcept>
+#include <vector>
+
+namespace {
+// A class of the user's own, carried as custom data: its storage and its
+// conversion are compiled here, from the installed headers alone.
+struct Reading {
+    int sensor = 0;
+    friend bool operator==(const Reading& a, const Reading& b) { return a.sensor == b.sensor; }
+};
+}  // namespace
 
 int main()
 {
-    using Marlowen::Lum::ZString;
+    using namespace Marlowen::Lum;
     const ZString greeting("hello, installed LumCore");
     const ZString shared = greeting;
     if (shared.c_str() != greeting.c_str() || shared.find(',') != 5) {
@@ -17,6 +28,14 @@ int main()
         return 2;
     } catch (const std::out_of_range& e) {
         std::cout << greeting << " (" << e.what() << ")\n";
+    }
+
+    const ZVariant readings(std::vector<Reading>{Reading{}, Reading{}});
+    if (!readings.holds<Reading>() || readings.convertTo<double>(ConversionMode::Lossless).elementAt<double>(1) != 0.0) {
+        return 3;
+    }
+    if (ZVariant(2.5).as<int>(ConversionMode::Cast) != 2) {
+        return 4;
     }
     return 0;
 }
