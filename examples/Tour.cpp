@@ -128,6 +128,36 @@ void variants()
     std::cout << "same memory? " << (complex.constStoredData() == real.constStoredData()) << "\n";
 }
 
+// A class of the application's own: the library has never heard of it.
+struct Calibration {
+    double offset = 0;
+    double gain = 0;
+    friend bool operator==(const Calibration& a, const Calibration& b)
+    {
+        return a.offset == b.offset && a.gain == b.gain;
+    }
+};
+
+void customData()
+{
+    section("An application's own class, carried as custom data");
+    const ZVariant calibration(Calibration{0.5, 1.02});  // explicit: one counted heap object
+    std::cout << std::boolalpha << "holds Calibration? " << calibration.holds<Calibration>() << ", type "
+              << calibration.wellKnownDataType().toString() << ", gain "
+              << calibration.elementAt<Calibration>(0).gain << "\n";
+    std::cout << "equal to another {0.5, 1.02}? " << calibration.isEquivalentTo(ZVariant(Calibration{0.5, 1.02}))
+              << "\n";
+
+    std::vector<Calibration> unset(3);  // all default
+    const ZVariant table(std::move(unset));  // adopts the vector's block
+    printElements("defaults to double:", table.convertTo<double>(ConversionMode::Lossless));
+    try {
+        (void)calibration.as<double>(ConversionMode::Lossless);
+    } catch (const std::runtime_error& e) {
+        std::cout << "a set value does not convert: std::runtime_error: " << e.what() << "\n";
+    }
+}
+
 }  // namespace
 
 int main()
@@ -136,5 +166,6 @@ int main()
     strings();
     errorsAtTheBoundary();
     variants();
+    customData();
     return 0;
 }
