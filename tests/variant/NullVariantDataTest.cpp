@@ -1,25 +1,15 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
+// The null storage objects: static, uncounted, and convertible to an empty
+// array of any element type.
 #include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "LumCore/VariantFactories.hpp"
-#include "LumCore/IVariantDataRefCounted.hpp"
+#include "StorageTestSupport.hpp"
 #include "variant/NullVariantData.hpp"
-#include "support/ThrownText.hpp"
-
-using namespace Marlowen::Lum;
-using namespace Marlowen::Lum::Internal;
 
 namespace {
 
-using LumTest::thrownText;
+using namespace StorageTest;
 
-}  // namespace
-
-TEST(NullVariantData, TwoDistinctStaticsThatIgnoreCounting)
+TEST(NullVariantData, TwoDistinctStaticsThatIgnoreCountingAndReshapeOnlyToTheEmptyList)
 {
     IVariantData* typed = constructVariantNull();
     IVariantData* flat = flatNullVariant();
@@ -30,20 +20,14 @@ TEST(NullVariantData, TwoDistinctStaticsThatIgnoreCounting)
         null->destruct();
         null->destruct();
         EXPECT_EQ(null->mutableInstance(), null);
-        EXPECT_EQ(null->reorderData(DataOrdering::ColumnMajor), null);
+        EXPECT_EQ(null->reorderData(kColumn), null);
         EXPECT_EQ(null->wellKnownDataType(), WellKnownType());
         EXPECT_EQ(null->dimensions().size(), 0u);
-        EXPECT_EQ(null->reshapeToZVariant(null, ArrayDimensionsView(), DataOrdering::RowMajor), nullptr);
+        EXPECT_EQ(null->reshapeToZVariant(null, ArrayDimensionsView(), kRow), nullptr);
     }
-}
-
-// The length of the list counts, not the elements it describes.
-TEST(NullVariantData, ReshapesOnlyToTheEmptyList)
-{
-    IVariantData* null = constructVariantNull();
-    EXPECT_NO_THROW(null->reshapeNoRealloc(ArrayDimensionsView()));
-    const std::vector<std::size_t> zero{0};
-    EXPECT_EQ(thrownText<std::invalid_argument>([&] { null->reshapeNoRealloc(ArrayDimensionsView(zero)); }),
+    // The length of the list counts, not the elements it describes.
+    EXPECT_NO_THROW(typed->reshapeNoRealloc(ArrayDimensionsView()));
+    EXPECT_EQ(thrownText<std::invalid_argument>([&] { typed->reshapeNoRealloc(ArrayDimensionsView(Extents{0})); }),
               "Cannot reshape an empty ZVariant to one containing more than zero elements without reallocating.");
 }
 
@@ -55,23 +39,21 @@ TEST(NullVariantData, ConvertsToAnEmptyArrayOfEveryElementTypeInEveryMode)
                                0x4003, 0x4004, 0x4005, 0x4006, 0x4007, 0x8001, 0x8002, 0x8004, 0x8005,
                                0x8006, 0x8007, 0xC003, 0xC004, 0xC005, 0xC006, 0xC007}) {
         for (auto mode : {ConversionMode::Lossless, ConversionMode::Cast, static_cast<ConversionMode>(7)}) {
-            IVariantData* empty = null->convertDataTo(WellKnownType::fromBits(code), mode);
-            ASSERT_NE(empty, nullptr) << std::hex << code;
+            Owned empty(null->convertDataTo(WellKnownType::fromBits(code), mode));
+            ASSERT_NE(empty.get(), nullptr) << std::hex << code;
             EXPECT_EQ(empty->wellKnownDataType().bits(), code);
             EXPECT_EQ(empty->dimensions().size(), 0u);
             EXPECT_EQ(empty->numberAllocatedElements(), 0u);
-            EXPECT_EQ(dynamic_cast<IVariantDataRefCounted&>(*empty).referenceCount(), 1u);
-            empty->destruct();
+            EXPECT_EQ(refCount(empty.get()), 1u);
         }
+    }
+    // Targets that name no element class throw the dispatch's words.
+    for (const auto& [code, words] : {std::pair{0x0020, "unknown type"}, {0x0050, "unknown type"},
+                                      {0x0003, "not a numeric type"}}) {
+        EXPECT_EQ(thrownText<std::runtime_error>(
+                      [&] { (void)null->convertDataTo(WellKnownType::fromBits(code), ConversionMode::Cast); }),
+                  words);
     }
 }
 
-TEST(NullVariantData, TargetsThatNameNoElementClassThrowTheDispatchWords)
-{
-    auto convert = [](std::uint16_t code) {
-        return [=] { (void)constructVariantNull()->convertDataTo(WellKnownType::fromBits(code), ConversionMode::Cast); };
-    };
-    EXPECT_EQ(thrownText<std::runtime_error>(convert(0x0020)), "unknown type");  // customType
-    EXPECT_EQ(thrownText<std::runtime_error>(convert(0x0050)), "unknown type");
-    EXPECT_EQ(thrownText<std::runtime_error>(convert(0x0003)), "not a numeric type");
-}
+}  // namespace

@@ -1,13 +1,9 @@
 // Sharing under contention: threads copy and release one array, and take
 // private instances of their shares to write to. What is shared must never
 // change, every reference must be given back, and no object may be lost.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <barrier>
-#include <cstddef>
 #include <thread>
-#include <vector>
 
 #include "StorageTestSupport.hpp"
 
@@ -19,13 +15,13 @@ namespace {
 using namespace StorageTest;
 
 constexpr int kThreads = 4;
+constexpr int kRounds = 10000;
 
 // Runs body(t) on kThreads threads and waits for them.
 template <class Body>
 void onThreads(Body&& body)
 {
     std::vector<std::thread> threads;
-    threads.reserve(kThreads);
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&body, t] { body(t); });
     }
@@ -50,13 +46,27 @@ private:
     std::size_t m_start;
 };
 
+// Writes `mark` over a private instance, counting elements that were not the
+// original values before or not the mark after.
+int writeAndCheck(IVariantData* mine, const std::vector<double>& values, double mark)
+{
+    int errors = 0;
+    auto* writable = static_cast<double*>(mine->mutableStoredData());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        errors += writable[i] != values[i];
+        writable[i] = mark;
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        errors += elementsOf<double>(*mine)[i] != mark;
+    }
+    return errors;
+}
+
 TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
 {
-    constexpr int kRounds = 10000;
     const std::vector<double> values = iota(256);
     Owned original = makeArray(values, {16, 16});
     IVariantData* const shared = original.get();
-
     std::atomic<int> errors{0};
     std::atomic<int> ready{0};
     {
@@ -67,33 +77,18 @@ TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
             while (ready.load() < kThreads) {
                 std::this_thread::yield();
             }
-            const double mark = -1.0 - t;
             for (int round = 0; round < kRounds; ++round) {
                 shared->copy();
-                IVariantData* share = shared;
                 for (int j = 0; j < 4; ++j) {
-                    share->copy();
-                    share->destruct();
+                    shared->copy();
+                    shared->destruct();
                 }
                 const std::size_t probe = static_cast<std::size_t>(round) % values.size();
-                if (elementsOf<double>(*share)[probe] != values[probe]) {
-                    ++errors;
-                }
+                errors += elementsOf<double>(*shared)[probe] != values[probe];
                 // The test holds a reference too, so this is always a clone.
-                IVariantData* mine = share->mutableInstance();
-                if (mine == shared) {
-                    ++errors;
-                }
-                auto* writable = static_cast<double*>(mine->mutableStoredData());
-                for (std::size_t i = 0; i < values.size(); ++i) {
-                    if (writable[i] != values[i]) {
-                        ++errors;
-                    }
-                    writable[i] = mark;
-                }
-                if (elementsOf<double>(*mine)[values.size() - 1] != mark) {
-                    ++errors;
-                }
+                IVariantData* mine = shared->mutableInstance();
+                errors += mine == shared;
+                errors += writeAndCheck(mine, values, -1.0 - t);
                 mine->destruct();
             }
         });
@@ -110,9 +105,7 @@ TEST(StorageConcurrency, SharedArrayIsNeverWrittenWhileThreadsShareAndWrite)
 // one whose release reaches zero).
 TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
 {
-    constexpr int kRounds = 10000;
     const std::vector<double> values = iota(64);
-
     std::atomic<int> errors{0};
     std::atomic<int> round{0};
     IVariantData* current = nullptr;
@@ -132,21 +125,9 @@ TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
         {
             std::barrier sync(kThreads, nextRound);
             onThreads([&](int t) {
-                const double mark = 1000.0 + t;
                 while (IVariantData* share = current) {
                     IVariantData* mine = share->mutableInstance();
-                    auto* writable = static_cast<double*>(mine->mutableStoredData());
-                    for (std::size_t i = 0; i < values.size(); ++i) {
-                        if (writable[i] != values[i]) {
-                            ++errors;
-                        }
-                        writable[i] = mark;
-                    }
-                    for (std::size_t i = 0; i < values.size(); ++i) {
-                        if (writable[i] != mark) {
-                            ++errors;
-                        }
-                    }
+                    errors += writeAndCheck(mine, values, 1000.0 + t);
                     mine->destruct();
                     sync.arrive_and_wait();
                 }

@@ -1,34 +1,27 @@
 // Sharing and copy-on-write of storage objects: what is shared is never
 // written, and mutableInstance hands back an object its caller owns alone.
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <cstring>
+#include <string>
 #include <typeinfo>
-#include <vector>
 
-#include "LumCore/ZString.hpp"
-#include "StorageTestSupport.hpp"
 #include "LumCore/ScalarVariantData.hpp"
 #include "LumCore/VectorVariantData.hpp"
+#include "LumCore/ZString.hpp"
+#include "StorageTestSupport.hpp"
 
 namespace {
 
 using namespace StorageTest;
-using namespace Marlowen::Lum;
-using namespace Marlowen::Lum::Internal;
 
 // The counted kinds of storage, each holding 0, 1, 2, ... 5 (a scalar only 0).
 enum class Kind { array, adoptedVector, scalar };
+const char* const kKindNames[] = {"VectorVariantData", "StdVectorVariantData", "Scalar"};
 
 Owned makeCounted(Kind kind)
 {
-    const Extents shape{2, 3};
     switch (kind) {
-    case Kind::array: return makeArray(iota(6), shape);
-    case Kind::adoptedVector:
-        return Owned(constructVariantDataFromMovedVector<double>(iota(6), ArrayDimensionsView(shape),
-                                                                 DataOrdering::RowMajor));
+    case Kind::array: return makeArray(iota(6), {2, 3});
+    case Kind::adoptedVector: return adopt(iota(6), {2, 3});
     case Kind::scalar: return Owned(new ScalarVariantDataRefCounted<double>(0.0));
     }
     return nullptr;
@@ -36,7 +29,7 @@ Owned makeCounted(Kind kind)
 
 class CountedStorage : public ::testing::TestWithParam<Kind> {};
 
-TEST_P(CountedStorage, CountFollowsCopyAndDestruct)
+TEST_P(CountedStorage, CountFollowsCopyAndASharedObjectIsClonedAndNeverWritten)
 {
     Owned data = makeCounted(GetParam());
     const auto& counted = dynamic_cast<const IVariantDataRefCounted&>(*data);
@@ -48,78 +41,52 @@ TEST_P(CountedStorage, CountFollowsCopyAndDestruct)
     data->destruct();
     data->destruct();
     EXPECT_TRUE(counted.hasSingleReference());
-}
 
-TEST_P(CountedStorage, SoleOwnerWritesInPlace)
-{
-    Owned data = makeCounted(GetParam());
+    // The sole owner writes in place.
     const void* before = data->constStoredData();
-    IVariantData* mine = data.release()->mutableInstance();
-    Owned owned(mine);
-    EXPECT_EQ(mine->constStoredData(), before) << "an unshared object must not be copied";
-    EXPECT_EQ(refCount(mine), 1u);
-}
+    data.reset(data.release()->mutableInstance());
+    EXPECT_EQ(data->constStoredData(), before) << "an unshared object must not be copied";
+    EXPECT_EQ(refCount(data.get()), 1u);
 
-TEST_P(CountedStorage, SharedObjectIsClonedAndNeverWritten)
-{
-    Owned original = makeCounted(GetParam());
-    const std::vector<double> content = valuesOf<double>(*original);
-
-    original->copy();  // a second holder
-    Owned mine(original.get()->mutableInstance());
-
-    ASSERT_NE(mine.get(), original.get());
-    EXPECT_EQ(refCount(original.get()), 1u) << "the clone must give up the caller's reference";
+    const std::vector<double> content = valuesOf<double>(*data);
+    data->copy();  // a second holder
+    Owned mine(data->mutableInstance());
+    ASSERT_NE(mine.get(), data.get());
+    EXPECT_EQ(refCount(data.get()), 1u) << "the clone must give up the caller's reference";
     EXPECT_EQ(refCount(mine.get()), 1u);
-    EXPECT_EQ(typeid(*mine), typeid(*original));
-    EXPECT_EQ(extentsOf(*mine), extentsOf(*original));
-    EXPECT_EQ(mine->dataOrdering(), original->dataOrdering());
+    EXPECT_EQ(typeid(*mine), typeid(*data));
+    EXPECT_EQ(extentsOf(*mine), extentsOf(*data));
+    EXPECT_EQ(mine->dataOrdering(), data->dataOrdering());
     EXPECT_EQ(valuesOf<double>(*mine), content);
-
     auto* writable = static_cast<double*>(mine->mutableStoredData());
-    for (std::size_t i = 0; i < content.size(); ++i) {
-        writable[i] = -1.0;
-    }
-    EXPECT_EQ(valuesOf<double>(*original), content);
+    std::fill(writable, writable + content.size(), -1.0);
+    EXPECT_EQ(valuesOf<double>(*data), content);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CountedStorage, ::testing::Values(Kind::array, Kind::adoptedVector, Kind::scalar),
-                         [](const auto& info) {
-                             switch (info.param) {
-                             case Kind::array: return "VectorVariantData";
-                             case Kind::adoptedVector: return "StdVectorVariantData";
-                             case Kind::scalar: return "Scalar";
-                             }
-                             return "unknown";
-                         });
+                         [](const auto& info) { return std::string(kKindNames[static_cast<int>(info.param)]); });
 
-TEST(StorageCounting, CloneOfShrunkArrayKeepsItsRoomAndShape)
+// A clone keeps the room and shape of a shrunk array, and shares the text of
+// strings until it is written.
+TEST(StorageCounting, CloneKeepsRoomAndShapeAndSharesText)
 {
-    Owned original = makeArray(iota(6), {2, 3});
-    const Extents smaller{2, 2};
-    original->reshapeNoRealloc(ArrayDimensionsView(smaller));
-    original->copy();
-    Owned mine(original.get()->mutableInstance());
+    Owned shrunk = makeArray(iota(6), {2, 3});
+    shrunk->reshapeNoRealloc(ArrayDimensionsView(Extents{2, 2}));
+    shrunk->copy();
+    Owned clone(shrunk->mutableInstance());
+    ASSERT_NE(clone.get(), shrunk.get());
+    EXPECT_EQ(clone->numberAllocatedElements(), 6u);
+    EXPECT_EQ(extentsOf(*clone), (Extents{2, 2}));
+    EXPECT_EQ(valuesOf<double>(*clone, 6), iota(6));
 
-    ASSERT_NE(mine.get(), original.get());
-    EXPECT_EQ(mine->numberAllocatedElements(), 6u);
-    EXPECT_EQ(extentsOf(*mine), smaller);
-    EXPECT_EQ(std::vector<double>(elementsOf<double>(*mine), elementsOf<double>(*mine) + 6), iota(6));
-}
-
-TEST(StorageCounting, CloneOfStringArraySharesTheText)
-{
-    const std::vector<ZString> texts{ZString("alpha"), ZString("beta")};
-    Owned original = makeArray(texts, {2});
-    original->copy();
-    Owned mine(original.get()->mutableInstance());
-
-    ASSERT_NE(mine.get(), original.get());
-    EXPECT_NE(mine->constStoredData(), original->constStoredData());
-    EXPECT_EQ(elementsOf<ZString>(*mine)[1].c_str(), elementsOf<ZString>(*original)[1].c_str());
-
+    Owned texts = makeArray(std::vector<ZString>{ZString("alpha"), ZString("beta")}, {2});
+    texts->copy();
+    Owned mine(texts->mutableInstance());
+    ASSERT_NE(mine.get(), texts.get());
+    EXPECT_NE(mine->constStoredData(), texts->constStoredData());
+    EXPECT_EQ(elementsOf<ZString>(*mine)[1].c_str(), elementsOf<ZString>(*texts)[1].c_str());
     static_cast<ZString*>(mine->mutableStoredData())[1] = ZString("gamma");
-    EXPECT_EQ(elementsOf<ZString>(*original)[1], ZString("beta"));
+    EXPECT_EQ(elementsOf<ZString>(*texts)[1], ZString("beta"));
 }
 
 // A scalar whose count check always reports a second holder: what
@@ -147,38 +114,31 @@ TEST(StorageCounting, MutableInstanceFreesTheOriginalWhenItHeldTheLastReference)
     EXPECT_EQ(refCount(mine.get()), 1u);
 }
 
-TEST(StorageCounting, UncountedScalarIgnoresCopyAndDestruct)
+TEST(StorageCounting, UncountedScalarIgnoresCopyAndDestructAndReorderShares)
 {
     alignas(void*) unsigned char buffer[32];
     const ZString text("a text long enough to live in a record");
     IVariantData* scalar = constructVariantScalar<ZString>(buffer, sizeof buffer, text);
     ASSERT_EQ(static_cast<void*>(scalar), static_cast<void*>(buffer));
-
     scalar->copy();
     scalar->destruct();
     scalar->destruct();  // would destroy the value if it were counted
     EXPECT_EQ(scalar->mutableInstance(), scalar);
-    IVariantData* reordered = scalar->reorderData(DataOrdering::ColumnMajor);
+    IVariantData* reordered = scalar->reorderData(kColumn);
     EXPECT_EQ(reordered, scalar);
     reordered->destruct();
-    EXPECT_EQ(*elementsOf<ZString>(*scalar), text);
     EXPECT_EQ(elementsOf<ZString>(*scalar)->c_str(), text.c_str());
-
     scalar->~IVariantData();
-}
 
-TEST(StorageCounting, ReorderToTheCurrentOrderingShares)
-{
-    Owned array = makeArray(iota(6), {2, 3}, DataOrdering::ColumnMajor);
-    Owned same(array->reorderData(DataOrdering::ColumnMajor));
+    // Reordering to the current ordering shares; a scalar has no ordering.
+    Owned array = makeArray(iota(6), {2, 3}, kColumn);
+    Owned same(array->reorderData(kColumn));
     EXPECT_EQ(same.get(), array.get());
     EXPECT_EQ(refCount(array.get()), 2u);
-
-    // A scalar has no ordering: any reorder shares it.
-    Owned scalar(new ScalarVariantDataRefCounted<double>(1.0));
-    Owned reordered(scalar->reorderData(DataOrdering::ColumnMajor));
-    EXPECT_EQ(reordered.get(), scalar.get());
-    EXPECT_EQ(refCount(scalar.get()), 2u);
+    Owned counted(new ScalarVariantDataRefCounted<double>(1.0));
+    Owned alsoSame(counted->reorderData(kColumn));
+    EXPECT_EQ(alsoSame.get(), counted.get());
+    EXPECT_EQ(refCount(counted.get()), 2u);
 }
 
 #if defined(__GNUC__) && !defined(_WIN32)
@@ -197,24 +157,17 @@ std::uintptr_t slotOf(Member member)
 
 TEST(StorageCounting, VirtualOperationsKeepTheirSlots)
 {
-    EXPECT_EQ(slotOf(&IVariantData::copy), 2u);
-    EXPECT_EQ(slotOf(&IVariantData::destruct), 3u);
-    EXPECT_EQ(slotOf(&IVariantData::mutableInstance), 4u);
-    EXPECT_EQ(slotOf(&IVariantData::numberAllocatedElements), 5u);
-    EXPECT_EQ(slotOf(&IVariantData::dimensions), 6u);
-    EXPECT_EQ(slotOf(&IVariantData::isScalarStorage), 7u);
-    EXPECT_EQ(slotOf(&IVariantData::dataOrdering), 8u);
-    EXPECT_EQ(slotOf(&IVariantData::wellKnownDataType), 9u);
-    EXPECT_EQ(slotOf(&IVariantData::typeInfo), 10u);
-    EXPECT_EQ(slotOf(&IVariantData::customTypeOperations), 11u);
-    EXPECT_EQ(slotOf(&IVariantData::reorderData), 12u);
-    EXPECT_EQ(slotOf(&IVariantData::reshapeNoRealloc), 13u);
-    EXPECT_EQ(slotOf(&IVariantData::reshapeToZVariant), 14u);
-    EXPECT_EQ(slotOf(&IVariantData::constStoredData), 15u);
-    EXPECT_EQ(slotOf(&IVariantData::mutableStoredData), 16u);
-    EXPECT_EQ(slotOf(&IVariantData::convertDataTo), 17u);
-    EXPECT_EQ(slotOf(&IVariantDataRefCounted::clone), 18u);
-    EXPECT_EQ(slotOf(&IVariantDataRefCounted::hasSingleReference), 19u);
+    using I = IVariantData;
+    const std::vector<std::uintptr_t> slots{
+        slotOf(&I::copy), slotOf(&I::destruct), slotOf(&I::mutableInstance), slotOf(&I::numberAllocatedElements),
+        slotOf(&I::dimensions), slotOf(&I::isScalarStorage), slotOf(&I::dataOrdering),
+        slotOf(&I::wellKnownDataType), slotOf(&I::typeInfo), slotOf(&I::customTypeOperations),
+        slotOf(&I::reorderData), slotOf(&I::reshapeNoRealloc), slotOf(&I::reshapeToZVariant),
+        slotOf(&I::constStoredData), slotOf(&I::mutableStoredData), slotOf(&I::convertDataTo),
+        slotOf(&IVariantDataRefCounted::clone), slotOf(&IVariantDataRefCounted::hasSingleReference)};
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        EXPECT_EQ(slots[i], i + 2) << "operation " << i << " in declaration order";
+    }
 }
 #endif
 

@@ -10,19 +10,18 @@
 #include <vector>
 
 #include "LumCore/ArrayDimensionsView.hpp"
-#include "LumCore/DataOrdering.hpp"
-#include "LumCore/IVariantData.hpp"
-#include "LumCore/VariantFactories.hpp"
 #include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/VariantFactories.hpp"
+#include "support/ThrownText.hpp"
 
 namespace StorageTest {
 
-using Marlowen::Lum::ArrayDimensionsView;
-using Marlowen::Lum::DataOrdering;
-using Marlowen::Lum::Internal::IVariantData;
-using Marlowen::Lum::Internal::IVariantDataRefCounted;
-
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
+using LumTest::thrownText;
 using Extents = std::vector<std::size_t>;
+constexpr auto kRow = DataOrdering::RowMajor;
+constexpr auto kColumn = DataOrdering::ColumnMajor;
 
 // One reference to a counted object, given up when the holder goes.
 struct Release {
@@ -43,10 +42,7 @@ inline std::uint32_t refCount(const IVariantData* data)
     return counted == nullptr ? 0 : counted->referenceCount();
 }
 
-inline Extents extentsOf(const IVariantData& data)
-{
-    return data.dimensions().toVector();
-}
+inline Extents extentsOf(const IVariantData& data) { return data.dimensions().toVector(); }
 
 template <class T>
 const T* elementsOf(const IVariantData& data)
@@ -54,23 +50,30 @@ const T* elementsOf(const IVariantData& data)
     return static_cast<const T*>(data.constStoredData());
 }
 
-// The first `count` elements of `data`, copied out (count defaults to the
-// number the shape describes).
+// The first `count` elements of `data`, copied out (by default as many as
+// the shape describes).
 template <class T>
-std::vector<T> valuesOf(const IVariantData& data)
+std::vector<T> valuesOf(const IVariantData& data, std::size_t count = SIZE_MAX)
 {
-    const auto count = static_cast<std::size_t>(Marlowen::Lum::elementCount(data.dimensions()));
-    const T* first = elementsOf<T>(data);
-    return std::vector<T>(first, first + count);
+    if (count == SIZE_MAX) {
+        count = static_cast<std::size_t>(elementCount(data.dimensions()));
+    }
+    return std::vector<T>(elementsOf<T>(data), elementsOf<T>(data) + count);
 }
 
 // A VectorVariantData holding copies of `values` in the given shape.
 template <class T>
-Owned makeArray(const std::vector<T>& values, const Extents& extents,
-                DataOrdering ordering = DataOrdering::RowMajor)
+Owned makeArray(const std::vector<T>& values, const Extents& extents, DataOrdering ordering = kRow)
 {
-    return Owned(Marlowen::Lum::Internal::constructVariantVectorWithDataWithDimsUnresolved<T>(
-        values.data(), values.size(), ArrayDimensionsView(extents), ordering));
+    return Owned(constructVariantVectorWithDataWithDimsUnresolved<T>(values.data(), values.size(),
+                                                                     ArrayDimensionsView(extents), ordering));
+}
+
+// A StdVectorVariantData that adopts `values`.
+template <class T>
+Owned adopt(std::vector<T> values, const Extents& extents, DataOrdering ordering = kRow)
+{
+    return Owned(constructVariantDataFromMovedVector<T>(std::move(values), ArrayDimensionsView(extents), ordering));
 }
 
 // 0, 1, 2, ... as doubles, `count` of them.
