@@ -4,8 +4,7 @@
 // a kernel from From to To moves n * (sizeof(From) + sizeof(To)) bytes;
 // the baseline copies the larger of the two arrays, n * max(sizeof(From),
 // sizeof(To)) bytes, and so moves twice that. Each iteration runs the
-// baseline copy and then the kernel, so both see the same machine state;
-// only the kernel's time is the iteration time. Counters:
+// baseline copy and then the kernel (see SameRunBaseline.hpp). Counters:
 //   memcpy_GBps  the baseline's bandwidth,
 //   kernel_GBps  the kernel's bandwidth (as bytes_per_second, in GB/s),
 //   vs_memcpy    kernel bandwidth / baseline bandwidth.
@@ -15,18 +14,17 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
+#include "bench/support/SameRunBaseline.hpp"
 #include "types/conversion/ConvertElements.hpp"
 
 namespace {
 
 using Marlowen::Lum::ConversionMode;
 using Marlowen::Lum::Internal::convertElements;
-using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kCount = std::size_t{16} << 20;
 
@@ -42,36 +40,16 @@ void runConversion(benchmark::State& state, ConversionMode mode, Fill fill)
     std::vector<unsigned char> copySource(copyBytes, 1);
     std::vector<unsigned char> copyDestination(copyBytes, 0);
 
-    double copySeconds = 0.0;
-    double kernelSeconds = 0.0;
-    for (auto _ : state) {
-        const auto t0 = Clock::now();
-        std::memcpy(copyDestination.data(), copySource.data(), copyBytes);
-        benchmark::ClobberMemory();
-        const auto t1 = Clock::now();
-        const bool ok = convertElements<From, To>(source.data(), destination.data(), kCount, mode);
-        benchmark::DoNotOptimize(ok);
-        benchmark::ClobberMemory();
-        const auto t2 = Clock::now();
-        if (!ok) {
-            state.SkipWithError("the conversion was refused");
-            break;
-        }
-        const double kernel = std::chrono::duration<double>(t2 - t1).count();
-        state.SetIterationTime(kernel);
-        kernelSeconds += kernel;
-        copySeconds += std::chrono::duration<double>(t1 - t0).count();
-    }
-
-    const auto iterations = static_cast<double>(state.iterations());
-    const double kernelBytes = static_cast<double>(kCount * (sizeof(From) + sizeof(To)));
-    const double copyMoved = 2.0 * static_cast<double>(copyBytes);
-    const double kernelRate = iterations * kernelBytes / kernelSeconds;
-    const double copyRate = iterations * copyMoved / copySeconds;
-    state.SetBytesProcessed(static_cast<std::int64_t>(iterations * kernelBytes));
-    state.counters["kernel_GBps"] = kernelRate / 1e9;
-    state.counters["memcpy_GBps"] = copyRate / 1e9;
-    state.counters["vs_memcpy"] = kernelRate / copyRate;
+    const LumBench::SameRunTimes times = LumBench::timeAgainstBaseline(
+        state, [&] { std::memcpy(copyDestination.data(), copySource.data(), copyBytes); },
+        [&] {
+            const bool ok = convertElements<From, To>(source.data(), destination.data(), kCount, mode);
+            benchmark::DoNotOptimize(ok);
+            return ok;
+        },
+        "the conversion was refused");
+    LumBench::reportBandwidth(state, times, "kernel", static_cast<double>(kCount * (sizeof(From) + sizeof(To))),
+                              "memcpy", 2.0 * static_cast<double>(copyBytes));
 }
 
 // Values that vary, stay in range of every target, and are integral so that

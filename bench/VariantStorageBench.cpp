@@ -15,7 +15,6 @@
 #include <benchmark/benchmark.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -23,6 +22,7 @@
 
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/VectorVariantData.hpp"
+#include "bench/support/SameRunBaseline.hpp"
 
 namespace {
 
@@ -31,16 +31,10 @@ using Marlowen::Lum::DataOrdering;
 using Marlowen::Lum::Internal::constructVariantVectorWithoutDataWithDimsUnresolved;
 using Marlowen::Lum::Internal::IVariantData;
 using Marlowen::Lum::Internal::reorderElements;
-using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kSide = 4096;
 constexpr std::size_t kCount = kSide * kSide;
 constexpr std::size_t kBytes = kCount * sizeof(double);
-
-double seconds(Clock::time_point from, Clock::time_point to)
-{
-    return std::chrono::duration<double>(to - from).count();
-}
 
 // A filled row-major 4096 x 4096 array, with one reference for the caller.
 IVariantData* makeSource()
@@ -55,38 +49,27 @@ IVariantData* makeSource()
     return array;
 }
 
-void reportAgainstMemcpy(benchmark::State& state, double reorderSeconds, double copySeconds)
-{
-    const double moved = static_cast<double>(state.iterations()) * 2.0 * static_cast<double>(kBytes);
-    state.SetBytesProcessed(static_cast<std::int64_t>(moved / 2.0));
-    state.counters["reorder_GBps"] = moved / reorderSeconds / 1e9;
-    state.counters["memcpy_GBps"] = moved / copySeconds / 1e9;
-    state.counters["vs_memcpy"] = copySeconds / reorderSeconds;
-}
-
 void BM_ReorderData_RowToColumn_4096(benchmark::State& state)
 {
     IVariantData* source = makeSource();
-    double reorderSeconds = 0.0;
-    double copySeconds = 0.0;
-    for (auto _ : state) {
-        const auto t0 = Clock::now();
-        void* block = ::operator new(kBytes);
-        std::memcpy(block, source->constStoredData(), kBytes);
-        benchmark::DoNotOptimize(block);
-        benchmark::ClobberMemory();
-        ::operator delete(block);
-        const auto t1 = Clock::now();
-        IVariantData* reordered = source->reorderData(DataOrdering::ColumnMajor);
-        benchmark::DoNotOptimize(reordered);
-        benchmark::ClobberMemory();
-        reordered->destruct();
-        const auto t2 = Clock::now();
-        copySeconds += seconds(t0, t1);
-        reorderSeconds += seconds(t1, t2);
-        state.SetIterationTime(seconds(t1, t2));
-    }
-    reportAgainstMemcpy(state, reorderSeconds, copySeconds);
+    const LumBench::SameRunTimes times = LumBench::timeAgainstBaseline(
+        state,
+        [&] {
+            void* block = ::operator new(kBytes);
+            std::memcpy(block, source->constStoredData(), kBytes);
+            benchmark::DoNotOptimize(block);
+            benchmark::ClobberMemory();
+            ::operator delete(block);
+        },
+        [&] {
+            IVariantData* reordered = source->reorderData(DataOrdering::ColumnMajor);
+            benchmark::DoNotOptimize(reordered);
+            benchmark::ClobberMemory();
+            reordered->destruct();
+            return true;
+        },
+        "");
+    LumBench::reportBandwidth(state, times, "reorder", 2.0 * kBytes, "memcpy", 2.0 * kBytes);
     source->destruct();
 }
 BENCHMARK(BM_ReorderData_RowToColumn_4096)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -98,24 +81,17 @@ void BM_ReorderElements_RowToColumn_4096(benchmark::State& state)
     std::vector<double> destination(kCount, 0.0);
     std::vector<double> copy(kCount, 0.0);
     const std::vector<std::size_t> extents{kSide, kSide};
-    double reorderSeconds = 0.0;
-    double copySeconds = 0.0;
-    for (auto _ : state) {
-        const auto t0 = Clock::now();
-        std::memcpy(copy.data(), from, kBytes);
-        benchmark::ClobberMemory();
-        const auto t1 = Clock::now();
-        reorderElements(from, kCount, destination.data(), ArrayDimensionsView(extents), DataOrdering::RowMajor);
-        benchmark::ClobberMemory();
-        const auto t2 = Clock::now();
-        copySeconds += seconds(t0, t1);
-        reorderSeconds += seconds(t1, t2);
-        state.SetIterationTime(seconds(t1, t2));
-    }
+    const LumBench::SameRunTimes times = LumBench::timeAgainstBaseline(
+        state, [&] { std::memcpy(copy.data(), from, kBytes); },
+        [&] {
+            reorderElements(from, kCount, destination.data(), ArrayDimensionsView(extents), DataOrdering::RowMajor);
+            return true;
+        },
+        "");
     if (destination[1] != static_cast<double>(kSide)) {
         state.SkipWithError("the reorder gave a wrong element");
     }
-    reportAgainstMemcpy(state, reorderSeconds, copySeconds);
+    LumBench::reportBandwidth(state, times, "reorder", 2.0 * kBytes, "memcpy", 2.0 * kBytes);
     source->destruct();
 }
 BENCHMARK(BM_ReorderElements_RowToColumn_4096)->UseManualTime()->Unit(benchmark::kMillisecond);
@@ -132,29 +108,23 @@ void BM_ShareArray_CopyDestruct(benchmark::State& state)
     benchmark::DoNotOptimize(array);
     benchmark::DoNotOptimize(counter);
 
-    double shareSeconds = 0.0;
-    double atomicSeconds = 0.0;
-    for (auto _ : state) {
-        const auto t0 = Clock::now();
-        for (int i = 0; i < kBatch; ++i) {
-            counter->fetch_add(1);
-            counter->fetch_sub(1);
-        }
-        const auto t1 = Clock::now();
-        for (int i = 0; i < kBatch; ++i) {
-            array->copy();
-            array->destruct();
-        }
-        const auto t2 = Clock::now();
-        atomicSeconds += seconds(t0, t1);
-        shareSeconds += seconds(t1, t2);
-        state.SetIterationTime(seconds(t1, t2));
-    }
-    const double pairs = static_cast<double>(state.iterations()) * kBatch;
-    state.SetItemsProcessed(static_cast<std::int64_t>(pairs));
-    state.counters["share_ns"] = shareSeconds / pairs * 1e9;
-    state.counters["atomic_ns"] = atomicSeconds / pairs * 1e9;
-    state.counters["vs_atomic"] = shareSeconds / atomicSeconds;
+    const LumBench::SameRunTimes times = LumBench::timeAgainstBaseline(
+        state,
+        [&] {
+            for (int i = 0; i < kBatch; ++i) {
+                counter->fetch_add(1);
+                counter->fetch_sub(1);
+            }
+        },
+        [&] {
+            for (int i = 0; i < kBatch; ++i) {
+                array->copy();
+                array->destruct();
+            }
+            return true;
+        },
+        "");
+    LumBench::reportTimePerItem(state, times, kBatch, "share", "atomic");
     array->destruct();
 }
 BENCHMARK(BM_ShareArray_CopyDestruct)->UseManualTime();

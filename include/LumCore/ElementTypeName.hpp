@@ -255,34 +255,18 @@ template <class T>
 struct FixedTypeName {
     static constexpr std::string_view text{};
 };
-template <>
-struct FixedTypeName<std::int8_t> {
-    static constexpr std::string_view text = "int8_t";
-};
-template <>
-struct FixedTypeName<std::uint8_t> {
-    static constexpr std::string_view text = "uint8_t";
-};
-template <>
-struct FixedTypeName<std::int16_t> {
-    static constexpr std::string_view text = "int16_t";
-};
-template <>
-struct FixedTypeName<std::uint16_t> {
-    static constexpr std::string_view text = "uint16_t";
-};
-template <>
-struct FixedTypeName<std::int64_t> {
-    static constexpr std::string_view text = "int64_t";
-};
-template <>
-struct FixedTypeName<std::uint64_t> {
-    static constexpr std::string_view text = "uint64_t";
-};
-template <>
-struct FixedTypeName<ZString> {
-    static constexpr std::string_view text = "Marlowen::Lum::ZString";
-};
+#define LUMCORE_FIXED_TYPE_NAME(Type, Name)                 \
+    template <>                                             \
+    struct FixedTypeName<Type> {                            \
+        static constexpr std::string_view text = Name;      \
+    }
+LUMCORE_FIXED_TYPE_NAME(std::int8_t, "int8_t");
+LUMCORE_FIXED_TYPE_NAME(std::uint8_t, "uint8_t");
+LUMCORE_FIXED_TYPE_NAME(std::int16_t, "int16_t");
+LUMCORE_FIXED_TYPE_NAME(std::uint16_t, "uint16_t");
+LUMCORE_FIXED_TYPE_NAME(std::int64_t, "int64_t");
+LUMCORE_FIXED_TYPE_NAME(std::uint64_t, "uint64_t");
+LUMCORE_FIXED_TYPE_NAME(ZString, "Marlowen::Lum::ZString");
 
 // The display name of class T.
 template <class T>

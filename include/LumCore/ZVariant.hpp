@@ -384,14 +384,8 @@ using ZVariantAbi = ZVariantGeneric<Internal::ZVariantDataSharable>;
 
 namespace Internal {
 // Typedefs of a template: their names are written out, not extracted.
-template <>
-struct FixedTypeName<ZVariant> {
-    static constexpr std::string_view text = "Marlowen::Lum::ZVariant";
-};
-template <>
-struct FixedTypeName<ZVariantAbi> {
-    static constexpr std::string_view text = "Marlowen::Lum::ZVariantAbi";
-};
+LUMCORE_FIXED_TYPE_NAME(ZVariant, "Marlowen::Lum::ZVariant");
+LUMCORE_FIXED_TYPE_NAME(ZVariantAbi, "Marlowen::Lum::ZVariantAbi");
 }  // namespace Internal
 
 // The elements of a variant as a read-only range of T. It holds its own
