@@ -9,36 +9,23 @@
 
 int g_failures = 0;
 
-static void makes_shares_and_releases(void)
+static void makes_shares_fills_and_releases(void)
 {
     ErrorRecord error;
-    ZStringData* text;
-    ZStringData* share;
-
     error.typeName = NULL;
-    text = ZStringData_C_API_constructCString(&error, "from C", 6);
-    CHECK(error.typeName == NULL);
-    CHECK(text != NULL);
-
-    share = ZStringData_C_API_copy(&error, text);
+    ZStringData* text = ZStringData_C_API_constructCString(&error, "from C", 6);
+    CHECK(error.typeName == NULL && text != NULL);
+    ZStringData* share = ZStringData_C_API_copy(&error, text);
     CHECK(share == text);
     CHECK(ZStringData_C_API_getLength(&error, share) == 6);
     CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, share), "from C") == 0);
-
     ZStringData_C_API_destruct(&error, text);
     CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, share), "from C") == 0);
     ZStringData_C_API_destruct(&error, share);
     ZStringData_C_API_destruct(&error, NULL);
     CHECK(error.typeName == NULL);
-}
 
-static void fills_a_writable_record(void)
-{
-    ErrorRecord error;
-    StringBufferResult buffer;
-
-    error.typeName = NULL;
-    buffer = ZStringData_C_API_constructCStringWithSize(&error, 3);
+    StringBufferResult buffer = ZStringData_C_API_constructCStringWithSize(&error, 3);
     CHECK(error.typeName == NULL);
     memcpy(buffer.data, "xyz", 4);
     CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, buffer.handle), "xyz") == 0);
@@ -48,15 +35,12 @@ static void fills_a_writable_record(void)
 static void sees_a_failure_in_the_record(void)
 {
     ErrorRecord error;
-    ZStringData* text;
-
     error.typeName = NULL;
 #ifndef __SANITIZE_ADDRESS__
     /* A block the heap can never give out. (AddressSanitizer's operator new
      * aborts on such a request instead of throwing, so it is left out there;
      * the variant checks read other failures from the record.) */
-    text = ZStringData_C_API_constructCString(&error, "x", (size_t)1 << 62);
-    CHECK(text == NULL);
+    CHECK(ZStringData_C_API_constructCString(&error, "x", (size_t)1 << 62) == NULL);
     CHECK(error.typeName != NULL && strcmp(error.typeName, "bad_alloc") == 0);
     CHECK(strlen(error.message) < sizeof error.message);
 #else
@@ -64,16 +48,14 @@ static void sees_a_failure_in_the_record(void)
 #endif
 
     /* The same record, reused for a call that succeeds, is clean again. */
-    text = ZStringData_C_API_constructCString(&error, "ok", 2);
-    CHECK(error.typeName == NULL);
-    CHECK(error.message[0] == '\0');
+    ZStringData* text = ZStringData_C_API_constructCString(&error, "ok", 2);
+    CHECK(error.typeName == NULL && error.message[0] == '\0');
     ZStringData_C_API_destruct(&error, text);
 }
 
 int main(void)
 {
-    makes_shares_and_releases();
-    fills_a_writable_record();
+    makes_shares_fills_and_releases();
     sees_a_failure_in_the_record();
     run_variant_checks();
     if (g_failures != 0) {

@@ -18,29 +18,24 @@ static void writes_through_a_private_handle(void)
 {
     ErrorRecord error;
     const size_t extents[2] = {2, 3};
-    ZVariantData* array;
-    ZVariantData* share;
     void* elements = NULL;
-    const double* read;
-    int i;
 
     error.typeName = NULL;
-    array = ZVariantData_C_API_createWithAllocatedArray(&error, ZWellKnownType_double, shape(extents, 2),
+    ZVariantData* array = ZVariantData_C_API_createWithAllocatedArray(&error, ZWellKnownType_double, shape(extents, 2),
                                                         ZDataOrdering_RowMajor);
     CHECK(error.typeName == NULL && array != NULL);
     array = ZVariantData_C_API_mutableStoredData(&error, array, &elements);
-    for (i = 0; i < 6; ++i) {
+    for (int i = 0; i < 6; ++i) {
         ((double*)elements)[i] = i + 1;
     }
-    share = ZVariantData_C_API_copy(&error, array);
+    ZVariantData* share = ZVariantData_C_API_copy(&error, array);
     CHECK(share == array);
 
     /* Writing through a shared handle first makes a private copy. */
     share = ZVariantData_C_API_mutableStoredData(&error, share, &elements);
     CHECK(share != array);
     ((double*)elements)[0] = 100;
-    read = (const double*)ZVariantData_C_API_constStoredData(&error, array);
-    CHECK(read[0] == 1.0);
+    CHECK(((const double*)ZVariantData_C_API_constStoredData(&error, array))[0] == 1.0);
 
     ZVariantData_C_API_destruct(&error, share);
     ZVariantData_C_API_destruct(&error, array);
@@ -54,22 +49,16 @@ static void converts_compares_reorders_and_reshapes(void)
     const size_t flat[1] = {6};
     const size_t square[2] = {2, 2};
     const int values[6] = {1, 2, 3, 4, 5, 6};
-    ZVariantData* ints;
-    ZVariantData* doubles;
-    ZVariantData* columns;
-    ZVariantData* reshaped;
-    ZArrayDimensions dims;
-    const int* read;
 
     error.typeName = NULL;
-    ints = ZVariantData_C_API_constructArray(&error, values, ZWellKnownType_int32, 6, shape(extents, 2),
+    ZVariantData* ints = ZVariantData_C_API_constructArray(&error, values, ZWellKnownType_int32, 6, shape(extents, 2),
                                              ZDataOrdering_RowMajor);
     CHECK(error.typeName == NULL);
 
-    doubles = ZVariantData_C_API_convertDataTo(&error, ints, ZWellKnownType_double, ZConversionMode_Lossless);
+    ZVariantData* doubles = ZVariantData_C_API_convertDataTo(&error, ints, ZWellKnownType_double, ZConversionMode_Lossless);
     CHECK(doubles != NULL && doubles != ints);
     CHECK(ZVariantData_C_API_wellKnownDataType(&error, doubles) == ZWellKnownType_double);
-    dims = ZVariantData_C_API_dimensions(&error, doubles);
+    ZArrayDimensions dims = ZVariantData_C_API_dimensions(&error, doubles);
     CHECK(dims.size == 2 && dims.data[0] == 2 && dims.data[1] == 3);
     CHECK(ZVariantData_C_API_isEquivalentTo(&error, ints, doubles, ZConversionMode_Cast));
     CHECK(!ZVariantData_C_API_isIdenticalTo(&error, ints, doubles));
@@ -78,16 +67,16 @@ static void converts_compares_reorders_and_reshapes(void)
     CHECK(ZVariantData_C_API_convertDataTo(&error, ints, ZWellKnownType_string, ZConversionMode_Cast) == NULL);
     CHECK(error.typeName == NULL);
 
-    columns = ZVariantData_C_API_copy(&error, ints);
+    ZVariantData* columns = ZVariantData_C_API_copy(&error, ints);
     columns = ZVariantData_C_API_reorderData(&error, columns, ZDataOrdering_ColumnMajor);
     CHECK(ZVariantData_C_API_dataOrdering(&error, columns) == ZDataOrdering_ColumnMajor);
-    read = (const int*)ZVariantData_C_API_constStoredData(&error, columns);
+    const int* read = (const int*)ZVariantData_C_API_constStoredData(&error, columns);
     CHECK(read[0] == 1 && read[1] == 4 && read[2] == 2);
     CHECK(ZVariantData_C_API_isEquivalentTo(&error, ints, columns, ZConversionMode_Lossless));
 
     ZVariantData_C_API_reshapeNoRealloc(&error, ints, shape(flat, 1));
     CHECK(error.typeName == NULL);
-    reshaped = ZVariantData_C_API_reshapeToZVariant(&error, ints, ZVariantData_C_API_copy(&error, ints),
+    ZVariantData* reshaped = ZVariantData_C_API_reshapeToZVariant(&error, ints, ZVariantData_C_API_copy(&error, ints),
                                                     shape(square, 2), ZDataOrdering_RowMajor);
     CHECK(ZVariantData_C_API_numberAllocatedElements(&error, reshaped) == 4);
 
@@ -102,7 +91,6 @@ static void reads_failures_from_the_record(void)
     ErrorRecord error;
     const size_t wrong[2] = {2, 3};
     const double value = 1.5;
-    ZVariantData* scalar;
     ZVariantData* null = ZVariantData_C_API_constructNull();
 
     error.typeName = NULL;
@@ -116,7 +104,7 @@ static void reads_failures_from_the_record(void)
     CHECK(ZVariantData_C_API_constructScalar(&error, &value, 3) == NULL);
     CHECK(strcmp(error.message, "not a numeric type") == 0);
 
-    scalar = ZVariantData_C_API_constructScalar(&error, &value, ZWellKnownType_double);
+    ZVariantData* scalar = ZVariantData_C_API_constructScalar(&error, &value, ZWellKnownType_double);
     CHECK(error.typeName == NULL && ZVariantData_C_API_isScalarStorage(&error, scalar));
     ZVariantData_C_API_reshapeNoRealloc(&error, scalar, shape(wrong, 2));
     CHECK(error.typeName != NULL && strcmp(error.typeName, "invalid_argument") == 0);

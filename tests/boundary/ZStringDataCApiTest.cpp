@@ -14,26 +14,30 @@ ErrorRecord cleared()
     return record;
 }
 
+// Every byte is kept and terminated; size zero needs no text and still makes
+// a record; a writable record is filled by the caller.
 TEST(ZStringDataCApi, ConstructKeepsEveryByteAndTerminates)
 {
     ErrorRecord error = cleared();
     ZStringData* handle = ZStringData_C_API_constructCString(&error, "a\0b", 3);
     ASSERT_EQ(error.typeName, nullptr);
     EXPECT_EQ(ZStringData_C_API_getLength(&error, handle), 3u);
-    const char* text = ZStringData_C_API_getConstDataPointer(&error, handle);
-    EXPECT_EQ(std::memcmp(text, "a\0b", 4), 0);
+    EXPECT_EQ(std::memcmp(ZStringData_C_API_getConstDataPointer(&error, handle), "a\0b", 4), 0);
     ZStringData_C_API_destruct(&error, handle);
     EXPECT_EQ(error.typeName, nullptr);
-}
 
-TEST(ZStringDataCApi, SizeZeroNeedsNoTextAndStillMakesARecord)
-{
-    ErrorRecord error = cleared();
-    ZStringData* handle = ZStringData_C_API_constructCString(&error, nullptr, 0);
+    handle = ZStringData_C_API_constructCString(&error, nullptr, 0);
     ASSERT_NE(handle, nullptr);
     EXPECT_EQ(ZStringData_C_API_getLength(&error, handle), 0u);
     EXPECT_EQ(*ZStringData_C_API_getConstDataPointer(&error, handle), '\0');
     ZStringData_C_API_destruct(&error, handle);
+
+    StringBufferResult result = ZStringData_C_API_constructCStringWithSize(&error, 4);
+    ASSERT_EQ(error.typeName, nullptr);
+    EXPECT_EQ(ZStringData_C_API_getConstDataPointer(&error, result.handle), result.data);
+    std::memcpy(result.data, "abcd", 5);
+    EXPECT_EQ(ZStringData_C_API_getLength(&error, result.handle), 4u);
+    ZStringData_C_API_destruct(&error, result.handle);
 }
 
 TEST(ZStringDataCApi, CopyIsAShareAndTheLastReleaseFrees)
@@ -52,17 +56,11 @@ TEST(ZStringDataCApi, CopyIsAShareAndTheLastReleaseFrees)
     }
     EXPECT_EQ(*count, 1u);
     ZStringData_C_API_destruct(&error, handle);  // frees; the sanitizers watch the rest
-}
 
-TEST(ZStringDataCApi, WritableRecordIsFilledByTheCaller)
-{
-    ErrorRecord error = cleared();
-    StringBufferResult result = ZStringData_C_API_constructCStringWithSize(&error, 4);
-    ASSERT_EQ(error.typeName, nullptr);
-    EXPECT_EQ(ZStringData_C_API_getConstDataPointer(&error, result.handle), result.data);
-    std::memcpy(result.data, "abcd", 5);
-    EXPECT_EQ(ZStringData_C_API_getLength(&error, result.handle), 4u);
-    ZStringData_C_API_destruct(&error, result.handle);
+    // Releasing null is a no-op with a clean record.
+    error.typeName = "stale";
+    ZStringData_C_API_destruct(&error, nullptr);
+    EXPECT_EQ(error.typeName, nullptr);
 }
 
 TEST(ZStringDataCApi, ExhaustedHeapIsReportedAndNothingIsReturned)
@@ -77,14 +75,6 @@ TEST(ZStringDataCApi, ExhaustedHeapIsReportedAndNothingIsReturned)
     EXPECT_STREQ(error.typeName, "bad_alloc");
     EXPECT_EQ(result.handle, nullptr);
     EXPECT_EQ(result.data, nullptr);
-}
-
-TEST(ZStringDataCApi, ReleasingNullIsANoOpWithACleanRecord)
-{
-    ErrorRecord error;
-    error.typeName = "stale";
-    ZStringData_C_API_destruct(&error, nullptr);
-    EXPECT_EQ(error.typeName, nullptr);
 }
 
 }  // namespace
