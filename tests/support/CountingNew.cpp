@@ -15,6 +15,16 @@ void* countedAllocate(std::size_t size)
     }
     throw std::bad_alloc();
 }
+
+// The nothrow forms turn a failure into null.
+void* nothrowAllocate(std::size_t size) noexcept
+{
+    try {
+        return countedAllocate(size);
+    } catch (...) {
+        return nullptr;
+    }
+}
 }  // namespace
 
 namespace LumTest {
@@ -24,43 +34,11 @@ std::uint64_t allocationCount() noexcept
 }
 }  // namespace LumTest
 
-void* operator new(std::size_t size)
-{
-    return countedAllocate(size);
-}
-void* operator new[](std::size_t size)
-{
-    return countedAllocate(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    try {
-        return countedAllocate(size);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
-{
-    try {
-        return countedAllocate(size);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void operator delete(void* block) noexcept
-{
-    std::free(block);
-}
-void operator delete[](void* block) noexcept
-{
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept
-{
-    std::free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept
-{
-    std::free(block);
-}
+void* operator new(std::size_t size) { return countedAllocate(size); }
+void* operator new[](std::size_t size) { return countedAllocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return nothrowAllocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return nothrowAllocate(size); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
