@@ -7,9 +7,7 @@
 #include <memory>
 #include <random>
 #include <string>
-#include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "LumCore/WellKnownType.hpp"
 #include "types/conversion/ConvertElements.hpp"
@@ -73,7 +71,6 @@ TEST(ConversionLossless, ValuesMustComeBackUnlessTheRangeAlwaysHoldsThem)
     expectLossless<std::int8_t>(std::int16_t{-129}, false);
     // Never checked: integers to floating classes, even when they round.
     expectLossless<double>(std::int64_t{9007199254740993}, true, 9007199254740992.0);
-    expectLossless<float>(std::int32_t{16777217}, true, 16777216.0f);
     // Floating to integer must be integral and in range.
     expectLossless<std::int32_t>(-0.0, true, 0);
     expectLossless<std::int32_t>(-2147483648.0, true, std::numeric_limits<std::int32_t>::min());
@@ -85,19 +82,15 @@ TEST(ConversionLossless, ValuesMustComeBackUnlessTheRangeAlwaysHoldsThem)
         expectLossless<float>(special, special == special, static_cast<float>(special));
     }
     expectLossless<float>(0.1, false);
-    expectLossless<float>(1e300, false);
     EXPECT_TRUE(std::isnan(convert<double>({std::numeric_limits<float>::quiet_NaN()}, kLossless).out[0]));
     // Bool takes 0 and 1 only.
     expectLossless<bool>(std::int8_t{2}, false);
-    expectLossless<bool>(std::int8_t{1}, true, true);
     expectLossless<bool>(kNaN, false);
     // Complex: each part, and a zero imaginary part for real targets.
     expectLossless<double>(std::complex<double>(1.5, 0.0), true, 1.5);
     expectLossless<double>(std::complex<double>(1.5, kNaN), false);
     expectLossless<double>(Complex<std::int8_t>(3, 1), false);
-    expectLossless<double>(Complex<std::int8_t>(3, 0), true, 3.0);
     expectLossless<Complex<std::int8_t>>(Complex<std::int32_t>(3, 300), false);
-    expectLossless<Complex<std::int8_t>>(Complex<std::int32_t>(3, 4), true, Complex<std::int8_t>(3, 4));
     expectLossless<Complex<bool>>(std::complex<double>(1.0, 0.5), false);
     expectLossless<bool>(Complex<bool>(true, true), false);
 }
@@ -163,16 +156,14 @@ TEST(ConversionCast, ArraysMatchTheElementCastIncludingSpecialValues)
         values[i] = i % 7 == 0 ? specials[(i / 7) % std::size(specials)]
                                : (static_cast<double>(random() % 2001) - 1000.0) / 1000.0 * scale;
     }
+    // The vector loops to int32, and the plain loop over each class of source.
     expectArrayMatchesElementCast<double, std::int32_t>(values.get(), n);
-    expectArrayMatchesElementCast<double, std::uint32_t>(values.get(), n);
-    expectArrayMatchesElementCast<double, std::uint64_t>(values.get(), n);
-    expectArrayMatchesElementCast<float, std::int64_t>(values.get(), n);
     expectArrayMatchesElementCast<float, std::int32_t>(values.get(), n);
+    expectArrayMatchesElementCast<double, std::uint64_t>(values.get(), n);
     expectArrayMatchesElementCast<double, bool>(values.get(), n);
     expectArrayMatchesElementCast<std::int64_t, std::int8_t>(values.get(), n);
     expectArrayMatchesElementCast<std::uint64_t, double>(values.get(), n);
     expectArrayMatchesElementCast<std::complex<double>, Complex<std::int16_t>>(values.get(), n);
-    expectArrayMatchesElementCast<std::complex<float>, std::uint32_t>(values.get(), n);
 }
 
 // Zero elements and default values of every pair are swept below; here are
@@ -183,9 +174,7 @@ TEST(ConversionOutsideNumbers, DefaultOnlyPairsRefuseOtherValuesAndCopyingPairsC
     EXPECT_FALSE((convert<ZString>({0.0, kNaN}, kLossless).ok));
     EXPECT_FALSE((convert<ZString>({std::complex<float>(0.0f, 1.0f)}, kLossless).ok));
     EXPECT_FALSE((convert<std::int32_t>({ZString("0")}, kLossless).ok));
-    EXPECT_FALSE((convert<ZString>({Duration{0, 1}}, kLossless).ok));
     EXPECT_FALSE((convert<Duration>({TimePoint{3, 4}}, kCast).ok));
-    EXPECT_FALSE((convert<std::int32_t>({""s, "x"s}, kLossless).ok));
 
     const ZString text("shared text");
     for (const ConversionMode mode : {kLossless, kCast, kCastOrParse}) {
@@ -194,8 +183,9 @@ TEST(ConversionOutsideNumbers, DefaultOnlyPairsRefuseOtherValuesAndCopyingPairsC
         EXPECT_EQ((convert<TimePoint>({TimePoint{9, 1}}, mode).out[0]), (TimePoint{9, 1}));
     }
     EXPECT_EQ((convert<TimePoint>({Duration{0, 0}, Duration{-5, 7}}, kCast).out[1]), (TimePoint{-5, 7}));
-    EXPECT_FALSE((convert<TimePoint>({Duration{0, 0}, Duration{0, 1}}, kLossless).ok));
     EXPECT_EQ((convert<ZString>({"a\0b"s}, kCastOrParse).out[0]), std::string_view("a\0b", 3));
+    // Lossless lets these copies through only for default values.
+    EXPECT_FALSE((convert<TimePoint>({Duration{0, 0}, Duration{0, 1}}, kLossless).ok));
     EXPECT_FALSE((convert<ZString>({""s, "a"s}, kLossless).ok));
 }
 
@@ -294,24 +284,17 @@ To parseOk(std::string_view text, bool accepted = true)
 
 TEST(TextFormOfNumbers, DecimalIntegersOneCharacterForEightBitsAndFloatingWithAPoint)
 {
-    EXPECT_EQ(textOf(std::int16_t{-5}), "-5");
     EXPECT_EQ(textOf(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
-    EXPECT_EQ(textOf(~std::uint64_t{0}), "18446744073709551615");
-    EXPECT_EQ(textOf(std::uint32_t{1234567890}), "1234567890");  // precision has no effect
-    EXPECT_EQ(textOf(std::int8_t{97}), "a");
-    EXPECT_EQ(textOf(std::uint8_t{255}), "\xFF"sv);
+    EXPECT_EQ(textOf(~std::uint64_t{0}), "18446744073709551615");  // precision has no effect
+    EXPECT_EQ(textOf(std::uint8_t{255}), "\xFF");
     EXPECT_EQ(textOf(std::int8_t{0}), std::string(1, '\0'));
-    EXPECT_EQ(textOf(true), "true");
     EXPECT_EQ(textOf(false), "false");
-    for (const auto& [value, text] : {std::pair{2.5, "2.5"}, {3.0, "3.0"}, {-2.0, "-2.0"}, {1.0 / 3, "0.333333333333333"},
-                                      {1e20, "1e+20"}, {123456789012345.0, "123456789012345.0"}, {-1e-7, "-1e-07"}}) {
+    for (const auto& [value, text] : {std::pair{3.0, "3.0"}, {1.0 / 3, "0.333333333333333"}, {1e20, "1e+20"},
+                                      {123456789012345.0, "123456789012345.0"}, {-1e-7, "-1e-07"}}) {
         EXPECT_EQ(textOf(value), text);
     }
-    for (const auto& [value, text] :
-         {std::pair{0.1f, "0.1"}, {1e10f, "1e+10"}, {1234567.0f, "1.23457e+06"}, {100000.0f, "100000.0"}}) {
-        EXPECT_EQ(textOf(value), text);
-    }
-    EXPECT_EQ(textOf(std::numeric_limits<double>::infinity()), "inf.0");
+    EXPECT_EQ(textOf(1234567.0f), "1.23457e+06");
+    EXPECT_EQ(textOf(100000.0f), "100000.0");
     EXPECT_EQ(textOf(-std::numeric_limits<float>::infinity()), "-inf.0");
     const std::string nan = textOf(std::numeric_limits<double>::quiet_NaN());
     EXPECT_TRUE(nan == "nan.0" || nan == "-nan.0") << nan;
@@ -319,19 +302,15 @@ TEST(TextFormOfNumbers, DecimalIntegersOneCharacterForEightBitsAndFloatingWithAP
 
 TEST(TextFormParsing, ReadsWhatStrtodReadsThenCastsFromDouble)
 {
-    EXPECT_EQ(parseOk<std::int32_t>("12abc"), 12);
-    EXPECT_EQ(parseOk<std::int32_t>("  7"), 7);
+    EXPECT_EQ(parseOk<std::int32_t>("  12abc"), 12);
     EXPECT_EQ(parseOk<std::int32_t>("0x10"), 16);
     EXPECT_EQ(parseOk<std::int32_t>("3.9"), 3);
     EXPECT_EQ(parseOk<std::int32_t>("1e400"), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(parseOk<double>("1e400"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parseOk<float>("3.5 V"), 3.5f);
     EXPECT_EQ(parseOk<std::uint32_t>("-1"), 0xFFFFFFFFu);
-    EXPECT_EQ(parseOk<std::uint8_t>("300"), 44);
     EXPECT_EQ(parseOk<std::int64_t>("9007199254740993"), 9007199254740992);
     EXPECT_EQ(parseOk<std::int32_t>(std::string_view("12\0" "34", 5)), 12);  // a NUL ends the text
     EXPECT_EQ(parseOk<std::int8_t>(textOf(std::int8_t{'7'})), 7);  // not 55: eight bits do not come back
-    for (const std::string_view text : {"abc"sv, ""sv, " "sv, "-"sv, "A"sv}) {
+    for (const std::string_view text : {"abc"sv, ""sv, " "sv, "-"sv}) {
         (void)parseOk<std::int32_t>(text, false);
     }
     // In an array the first text without a number ends the conversion.
@@ -344,10 +323,10 @@ TEST(TextFormParsing, ReadsWhatStrtodReadsThenCastsFromDouble)
 
 TEST(TextFormParsing, TextToBoolIsTrueForExactlyTrueOrANonZeroNumberAndNeverFails)
 {
-    for (const std::string_view text : {"true"sv, "1"sv, "-1"sv, "0.5"sv, "nan"sv, "inf"sv, " 3x"sv}) {
+    for (const std::string_view text : {"true"sv, "-1"sv, "0.5"sv, "nan"sv, " 3x"sv}) {
         EXPECT_TRUE(parseOk<bool>(text)) << text;
     }
-    for (const std::string_view text : {"True"sv, "true "sv, "false"sv, ""sv, "0"sv, "-0"sv, "x1"sv}) {
+    for (const std::string_view text : {"True"sv, "true "sv, "false"sv, ""sv, "-0"sv, "x1"sv}) {
         EXPECT_FALSE(parseOk<bool>(text)) << text;
     }
 }
