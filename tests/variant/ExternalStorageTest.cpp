@@ -1,7 +1,5 @@
 // Storage lent by a caller: forwarded to while the caller's memory lives,
 // copied once when the caller withdraws it.
-#include <stdexcept>
-
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "StorageTestSupport.hpp"
 

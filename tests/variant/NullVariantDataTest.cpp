@@ -1,6 +1,5 @@
 // The null storage objects: static, uncounted, and convertible to an empty
 // array of any element type.
-#include <stdexcept>
 
 #include "StorageTestSupport.hpp"
 #include "variant/NullVariantData.hpp"

@@ -1,12 +1,8 @@
 // Sharing and copy-on-write of storage objects: what is shared is never
 // written, and mutableInstance hands back an object its caller owns alone.
 #include <cstring>
-#include <string>
 #include <typeinfo>
 
-#include "LumCore/ScalarVariantData.hpp"
-#include "LumCore/VectorVariantData.hpp"
-#include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
 
 namespace {

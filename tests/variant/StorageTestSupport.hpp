@@ -1,17 +1,27 @@
 // Helpers shared by the storage tests: owning handles, counts, and typed
-// access to the elements of a storage object.
+// access to the elements of a storage object. Brings in the storage classes
+// and every element class, which nearly every storage test needs.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "LumCore/ArrayDimensionsView.hpp"
+#include "LumCore/Complex.hpp"
+#include "LumCore/Duration.hpp"
 #include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/TimePoint.hpp"
 #include "LumCore/VariantFactories.hpp"
+#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/ZString.hpp"
 #include "support/ThrownText.hpp"
 
 namespace StorageTest {

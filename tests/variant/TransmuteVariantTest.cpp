@@ -1,12 +1,8 @@
 // Views that read a real array as complex pairs and a complex array as real
 // parts, copying only when written or reordered.
-#include <complex>
 #include <numeric>
-#include <stdexcept>
 
 #include "LumCore/ElementTypeDispatch.hpp"
-#include "LumCore/VectorVariantData.hpp"
-#include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
 #include "variant/TransmuteComplexToRealVariant.hpp"
 #include "variant/TransmuteRealToComplexVariant.hpp"
