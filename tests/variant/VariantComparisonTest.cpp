@@ -2,20 +2,11 @@
 // representation, and equivalence across element types, orderings and
 // storage kinds, including the ways a comparison gives up.
 #include <cmath>
-#include <complex>
 #include <functional>
 #include <initializer_list>
 #include <limits>
 #include <new>
-#include <stdexcept>
-#include <string>
 
-#include "LumCore/Complex.hpp"
-#include "LumCore/Duration.hpp"
-#include "LumCore/ScalarVariantData.hpp"
-#include "LumCore/TimePoint.hpp"
-#include "LumCore/VectorVariantData.hpp"
-#include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
 #include "variant/VariantComparison.hpp"
 
@@ -59,26 +50,21 @@ TEST(ElementsEqual, IeeeForFloatingPartsAndEveryFieldForTheRest)
     EXPECT_FALSE(equalElements<double>({kNaN}, {kNaN}));
     EXPECT_FALSE(equalElements<float>({std::nanf("")}, {std::nanf("")}));
     EXPECT_TRUE(equalElements<double>({0.0, -0.0}, {-0.0, 0.0}));
-    EXPECT_TRUE(equalElements<float>({-0.0f}, {0.0f}));
     EXPECT_FALSE(equalElements<double>({1.0}, {std::nextafter(1.0, 2.0)}));
     EXPECT_TRUE(equalElements<CD>({{0.0, -0.0}}, {{-0.0, 0.0}}));
     EXPECT_FALSE(equalElements<CD>({{1.0, kNaN}}, {{1.0, kNaN}}));
 
-    EXPECT_FALSE(equalElements<std::int32_t>({1, -2, 3}, {1, -2, 4}));
     EXPECT_FALSE(equalElements<Complex<std::int16_t>>({{3, 4}}, {{3, -4}}));
     EXPECT_FALSE(equalElements<Duration>({{5, 1}}, {{5, 2}}));
-    EXPECT_TRUE(equalElements<TimePoint>({{5, 1}}, {{5, 1}}));
     // Same text in different records is equal; case and length count.
     EXPECT_TRUE(equalElements<ZString>({ZString("a text long enough for a record"), ZString()},
                                        {ZString(std::string("a text long enough for a record")), ZString("")}));
     EXPECT_FALSE(equalElements<ZString>({ZString("abc")}, {ZString("abC")}));
     EXPECT_FALSE(equalElements<ZString>({ZString("ab")}, {ZString("abc")}));
 
-    EXPECT_TRUE(elementsEqual(WellKnownTypeValue::double_, nullptr, nullptr, 0));
     EXPECT_TRUE(elementsEqual(WellKnownTypeValue::string, nullptr, nullptr, 0));
     const int anything = 0;
     EXPECT_THROW((void)elementsEqual(WellKnownTypeValue::customType, &anything, &anything, 1), std::runtime_error);
-    EXPECT_THROW((void)elementsEqual(WellKnownTypeValue::unknown, &anything, &anything, 1), std::runtime_error);
 }
 
 // Long arrays are compared in blocks and a tail: one difference or one NaN
@@ -156,9 +142,7 @@ TEST(VariantComparison, EquivalenceAcrossTypesStorageOrderingsAndShapes)
         {"scalar and array", scalar(5.0), array({5.0}), true, false},
         {"NaN with itself", array({1.0, kNaN}), nullptr, false, false},
         // A vector lies alike in both orderings: no reorder, but not identical.
-        {"vector orderings", array({1.0, 2.0, 3.0}, {3}, kRow), array({1.0, 2.0, 3.0}, {3}, kColumn), true, false},
-        {"vector orderings 3-D", array({1.0, 2.0}, {1, 2, 1}, kRow), array({1.0, 2.0}, {1, 2, 1}, kColumn), true,
-         false},
+        {"vector orderings", array({1.0, 2.0}, {1, 2, 1}, kRow), array({1.0, 2.0}, {1, 2, 1}, kColumn), true, false},
         // The matrix [[1, 2], [3, 4]] in both orderings, and the converted
         // side following the kept side's ordering: int32 with double keeps
         // either side, int8 with uint8 converts both.
@@ -170,11 +154,7 @@ TEST(VariantComparison, EquivalenceAcrossTypesStorageOrderingsAndShapes)
          array({1.0, 3.0, 2.0, 4.0}, {2, 2}, kColumn), true, false},
         {"int8 rows and uint8 columns", array<i8>({1, 2, 3, 4, 5, 6}, {2, 3}, kRow),
          array<u8>({1, 4, 2, 5, 3, 6}, {2, 3}, kColumn), true, false},
-        {"int8 rows and uint8 columns not transposed", array<i8>({1, 2, 3, 4, 5, 6}, {2, 3}, kRow),
-         array<u8>({1, 2, 3, 4, 5, 6}, {2, 3}, kColumn), false, false},
         // Shapes must agree unless both are empty: nothing equals nothing.
-        {"2x3 and 3x2", array({1.0, 2.0, 3.0, 4.0, 5.0, 6.0}, {2, 3}), array({1.0, 2.0, 3.0, 4.0, 5.0, 6.0}, {3, 2}),
-         false, false},
         {"[2] and [2, 1]", array({1.0, 2.0}, {2}), array({1.0, 2.0}, {2, 1}), false, false},
         {"empty strings and doubles", array<ZString>({}, {0, 3}), array<double>({}, {}), true, false},
         {"empty doubles", array<double>({}, {}), array<double>({}, {}), true, true},
@@ -185,22 +165,17 @@ TEST(VariantComparison, EquivalenceAcrossTypesStorageOrderingsAndShapes)
         {"string and double", array({ZString("1")}), array({1.0}), false, false, ConversionMode::CastOrParse},
         {"duration and time", scalar(Duration{1, 0}), scalar(TimePoint{1, 0}), false, false},
         {"rounding int64 and float", scalar<std::int64_t>(16777217), scalar(16777216.0f), true, false},
-        {"unlisted mode", array<std::int32_t>({1, 2, 3, 4}, {2, 2}, kRow),
-         array({1.0, 3.0, 2.0, 4.0}, {2, 2}, kColumn), false, false, unlisted},
-        {"unlisted mode int8 and uint8", array<i8>({1, 2}), array<u8>({1, 2}), false, false, unlisted},
+        {"unlisted mode", array<i8>({1, 2}), array<u8>({1, 2}), false, false, unlisted},
         // Equal types need no conversion, so the mode is never read.
         {"unlisted mode same type", array({1.0, 3.0, 2.0, 4.0}, {2, 2}, kColumn),
          array({1.0, 2.0, 3.0, 4.0}, {2, 2}, kRow), true, false, unlisted},
         // Custom arrays stand or fall by their comparator; two custom
         // scalars by identity.
-        {"custom", array<std::string>({"a", "b", "c", "d"}, {2, 2}), array<std::string>({"a", "b", "c", "d"}, {2, 2}),
-         true, true},
-        {"custom differing", array<std::string>({"a", "b", "c", "d"}, {2, 2}),
-         array<std::string>({"a", "b", "c", "D"}, {2, 2}), false, false},
+        {"custom", array<std::string>({"a", "b"}), array<std::string>({"a", "b"}), true, true},
+        {"custom differing", array<std::string>({"a", "b"}), array<std::string>({"a", "B"}), false, false},
         {"custom orderings", array<std::string>({"a", "b", "c", "d"}, {2, 2}),
          array<std::string>({"a", "c", "b", "d"}, {2, 2}, kColumn), true, false},
-        {"custom and double", array<std::string>({"a", "b", "c", "d"}, {2, 2}), array({1.0, 2.0, 3.0, 4.0}, {2, 2}),
-         false, false},
+        {"custom and double", array<std::string>({"a", "b"}), array({1.0, 2.0}), false, false},
         {"custom scalars", scalar(std::string("x")), scalar(std::string("x")), true, true},
         {"custom scalars differing", scalar(std::string("x")), scalar(std::string("y")), false, false},
     };
@@ -288,8 +263,6 @@ TEST(VariantComparison, FailingConversionIsNotEquivalentButForeignExceptionsPass
     // when the right side fails (the leak check sees it).
     const std::vector<std::uint8_t> bytes{1, 2};
     FakeStorage unsignedBytes(WellKnownTypeValue::unsignedInt8, bytes.data(), {2});
-    unsignedBytes.conversion = []() -> IVariantData* { return nullptr; };
-    EXPECT_FALSE(isEquivalentTo(*array<std::int8_t>({1, 2}), unsignedBytes, kLossless));
     unsignedBytes.conversion = []() -> IVariantData* { throw std::bad_alloc(); };
     EXPECT_FALSE(isEquivalentTo(*array<std::int8_t>({1, 2}), unsignedBytes, kLossless));
 
