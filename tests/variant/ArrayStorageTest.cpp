@@ -1,19 +1,11 @@
 // Array storage: how the factories resolve shapes, what new elements hold,
 // the in-place reshapes of both classes, and the reorder, checked against a
 // plain element-by-element walk.
-#include <complex>
 #include <cstring>
 #include <optional>
-#include <stdexcept>
-#include <string>
 #include <type_traits>
 
 #include "LumCore/ArrayIndexing.hpp"
-#include "LumCore/Complex.hpp"
-#include "LumCore/Duration.hpp"
-#include "LumCore/TimePoint.hpp"
-#include "LumCore/VectorVariantData.hpp"
-#include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
 
 namespace {
@@ -56,7 +48,6 @@ TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
         EXPECT_EQ(array->numberAllocatedElements(), row.count);
         EXPECT_EQ(valuesOf<double>(*array, row.count), iota(row.count));
         EXPECT_EQ(array->dataOrdering(), kColumn);
-        EXPECT_FALSE(array->isScalarStorage());
         EXPECT_EQ(typeid(*array), row.adopted ? typeid(StdVectorVariantData<double>) : typeid(VectorVariantData<double>));
         if (row.count != 0) {
             EXPECT_EQ(array->constStoredData() == block, row.adopted) << "adopted keeps the block, copied does not";
@@ -79,9 +70,7 @@ TEST(ArrayStorage, NewElementsOfEachKind)
     };
     Owned strings = allocated(std::type_identity<ZString>(), {2});
     EXPECT_EQ(valuesOf<ZString>(*strings), (std::vector<ZString>{ZString(), ZString()}));
-    Owned noStrings = allocated(std::type_identity<ZString>(), {});
-    EXPECT_EQ(noStrings->numberAllocatedElements(), 0u);
-    EXPECT_TRUE(extentsOf(*noStrings).empty());
+    EXPECT_EQ(allocated(std::type_identity<ZString>(), {})->numberAllocatedElements(), 0u);
 
     // Leave dirty memory behind, so that elements that are not zeroed show.
     constexpr std::size_t kBytes = sizeof(VectorVariantData<Duration>) + 64 * 16;
@@ -99,8 +88,6 @@ TEST(ArrayStorage, NewElementsOfEachKind)
         ASSERT_EQ(elementsOf<std::complex<double>>(*complexes)[i], std::complex<double>{});
         ASSERT_TRUE(elementsOf<Complex<std::int64_t>>(*integers)[i] == Complex<std::int64_t>{});
     }
-    EXPECT_EQ(extentsOf(*integers), shape);
-    EXPECT_EQ(integers->dataOrdering(), kColumn);
 }
 
 // ---- Reshapes in place ----------------------------------------------------------
@@ -224,7 +211,6 @@ void expectReorderMatchesTheWalk(const Extents& extents)
         Owned reordered(source->reorderData(to));
 
         ASSERT_NE(reordered.get(), source.get());
-        EXPECT_EQ(typeid(*reordered), typeid(VectorVariantData<T>));
         EXPECT_EQ(refCount(reordered.get()), 1u);
         EXPECT_EQ(refCount(source.get()), 1u);
         EXPECT_EQ(reordered->dataOrdering(), to);
@@ -237,20 +223,19 @@ void expectReorderMatchesTheWalk(const Extents& extents)
 
 TEST(ArrayReorder, MatchesTheWalkBothWaysAndBack)
 {
-    for (const Extents& extents : std::vector<Extents>{
-             {2, 3},    {3, 2},      {1, 5},      {5, 1},      {1, 1},         {7},      {1},       {0},
-             {},        {0, 3},      {3, 0},      {4, 1, 3},   {2, 3, 4},      {3, 0, 2}, {1, 1, 1}, {3, 2, 5, 4},
-             {33, 65},  {64, 64},    {2, 33, 40}, {1, 40, 33}, {40, 1, 33},    {31, 2, 2, 33}, {100, 3}, {3, 100},
-             {300, 20}, {20, 300},   {600, 1},    {1, 600},    {257, 3, 129}}) {
+    // Degenerate shapes, partial blocks, and more rows and columns than a tile.
+    for (const Extents& extents : std::vector<Extents>{{2, 3}, {1, 5}, {5, 1}, {7}, {0}, {}, {3, 0}, {1, 1, 1},
+                                                       {3, 2, 5, 4}, {33, 65}, {40, 1, 33}, {31, 2, 2, 33},
+                                                       {300, 20}, {20, 300}, {257, 3, 129}}) {
         expectReorderMatchesTheWalk<double>(extents);
     }
     // Each element size has its own block and tile sizes.
-    for (const Extents& extents : {Extents{2, 3}, Extents{300, 70}, Extents{70, 300}, Extents{5, 3, 200}}) {
+    for (const Extents& extents : {Extents{300, 70}, Extents{70, 300}, Extents{5, 3, 200}}) {
         expectReorderMatchesTheWalk<std::uint16_t>(extents);
         expectReorderMatchesTheWalk<std::int8_t>(extents);
         expectReorderMatchesTheWalk<std::complex<double>>(extents);
     }
-    for (const Extents& extents : {Extents{2, 3}, Extents{5}, Extents{3, 1, 4}, Extents{35, 33}, Extents{0, 2}}) {
+    for (const Extents& extents : {Extents{3, 1, 4}, Extents{35, 33}, Extents{0, 2}}) {
         expectReorderMatchesTheWalk<ZString>(extents);
     }
 }
@@ -263,7 +248,6 @@ TEST(ArrayReorder, AdoptedVectorGivesABlockArrayAndStaysAsItWas)
     EXPECT_EQ(valuesOf<double>(*reordered), (std::vector<double>{0, 3, 1, 4, 2, 5}));
     EXPECT_EQ(valuesOf<double>(*adopted), iota(6));
     EXPECT_EQ(refCount(adopted.get()), 1u);
-    EXPECT_EQ(typeid(*adopted), typeid(StdVectorVariantData<double>));
 }
 
 // After a shrinking reshape only the shape's elements are reordered. After a
