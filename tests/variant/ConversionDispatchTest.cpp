@@ -1,20 +1,11 @@
 // Conversion of storage objects: the result's kind and shape, refusals, the
 // words for targets that name no class, and scalars against one-element
 // arrays over the whole matrix.
-#include <complex>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
-#include <string>
 #include <type_traits>
 
-#include "LumCore/Complex.hpp"
-#include "LumCore/Duration.hpp"
 #include "LumCore/ElementTypeDispatch.hpp"
-#include "LumCore/ScalarVariantData.hpp"
-#include "LumCore/TimePoint.hpp"
-#include "LumCore/VectorVariantData.hpp"
-#include "LumCore/ZString.hpp"
 #include "StorageTestSupport.hpp"
 
 namespace {
@@ -46,7 +37,6 @@ TEST(ConversionDispatch, ArrayKeepsShapeOrderingAndStorageOrder)
     ASSERT_NE(complexes.get(), nullptr);
     EXPECT_EQ(typeid(*complexes), typeid(VectorVariantData<std::complex<float>>));
     EXPECT_EQ(extentsOf(*complexes), (Extents{2, 2, 3}));
-    EXPECT_EQ(complexes->dataOrdering(), kRow);
     EXPECT_EQ(elementsOf<std::complex<float>>(*complexes)[11], std::complex<float>(-12.0f, 0.0f));
 
     // A shrunk array converts its shape only.
@@ -97,13 +87,12 @@ TEST(ConversionDispatch, TargetsThatNameNoClassThrowTheirWords)
             return thrownText<std::runtime_error>(
                 [&] { Owned(source->convertDataTo(WellKnownType::fromBits(target), kCast)); });
         };
-        // Numeric bits that are no class of the list.
-        for (std::uint16_t target : {0x0003, 0x000F, 0x0011, 0x4001, 0x8003, 0x4008}) {
-            EXPECT_EQ(failure(target), "not a numeric type") << std::hex << target;
-        }
-        for (std::uint16_t target : {0x0000, 0x0020, 0x0050, 0x00F0, 0x4000, 0x8000}) {
-            EXPECT_EQ(failure(target), "unknown type") << std::hex << target;
-        }
+        // Numeric bits that are no class of the list, and no numeric bits;
+        // the element type name tests go through more codes of each.
+        EXPECT_EQ(failure(0x4001), "not a numeric type");
+        EXPECT_EQ(failure(0x8003), "not a numeric type");
+        EXPECT_EQ(failure(0x0020), "unknown type");
+        EXPECT_EQ(failure(0x0050), "unknown type");
     }
     inPlace->~IVariantData();
 }
@@ -203,31 +192,22 @@ void expectScalarAgreesWithArray(const From& value, const Extents& extents = {1}
 
 TEST(ConversionDispatch, ScalarAndOneElementArrayAgreeOverTheMatrix)
 {
-    for (double x : {0.0, -0.0, 1.0, 1.5, -3.0, 255.0, 1e300, std::numeric_limits<double>::quiet_NaN(),
-                     std::numeric_limits<double>::infinity()}) {
+    // Each kind of source once, with the values where the rules part: the
+    // default, a fraction, a value out of range, NaN, -0.0, text with and
+    // without a number.
+    for (double x : {0.0, -0.0, 1.5, 1e300, std::numeric_limits<double>::quiet_NaN()}) {
         expectScalarAgreesWithArray(x);
     }
-    for (std::int32_t x : {0, 1, -3, 70000}) {
-        expectScalarAgreesWithArray(x, {1, 1});
-    }
-    for (const char* text : {"", "12", "-1.5", "abc", "true", "1e400"}) {
+    expectScalarAgreesWithArray(std::int32_t{70000}, {1, 1});
+    for (const char* text : {"", "12", "abc", "true"}) {
         expectScalarAgreesWithArray(ZString(text));
     }
     expectScalarAgreesWithArray(true);
-    expectScalarAgreesWithArray(false);
-    expectScalarAgreesWithArray(std::uint8_t{200});
     expectScalarAgreesWithArray(std::uint64_t{1} << 63);
-    expectScalarAgreesWithArray(1.25f);
-    expectScalarAgreesWithArray(Complex<bool>(true, false));
     expectScalarAgreesWithArray(Complex<std::int16_t>(1, 2));
-    expectScalarAgreesWithArray(Complex<std::uint32_t>(7, 0));
     expectScalarAgreesWithArray(std::complex<double>(2.0, 0.0));
-    expectScalarAgreesWithArray(std::complex<float>(0.5f, -1.0f));
-    expectScalarAgreesWithArray(Duration{0, 0});
     expectScalarAgreesWithArray(Duration{3, 9});
     expectScalarAgreesWithArray(TimePoint{0, 0});
-    expectScalarAgreesWithArray(TimePoint{-4, 1});
-    expectScalarAgreesWithArray(std::string());
     expectScalarAgreesWithArray(std::string("text\0with a NUL", 15));
 }
 
