@@ -28,6 +28,7 @@
 
 #include "LumCore/CaseSensitivity.hpp"
 #include "LumCore/Export.h"
+#include "LumCore/FlatHandle.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/ThrowIfFailed.hpp"
 #include "LumCore/ZStringLiteral.hpp"
@@ -47,41 +48,9 @@ public:
     {
         ErrorRecord error;
         error.typeName = nullptr;
-        m_handle = ZStringData_C_API_constructCString(&error, chars, size);
+        m_handle.adopt(ZStringData_C_API_constructCString(&error, chars, size));
         throwIfFailed(error);
     }
-
-    ZStringDataSharable(const ZStringDataSharable& other) : m_handle(nullptr)
-    {
-        if (other.m_handle != nullptr) {
-            ErrorRecord error;
-            error.typeName = nullptr;
-            m_handle = ZStringData_C_API_copy(&error, other.m_handle);
-            throwIfFailed(error);
-        }
-    }
-
-    ZStringDataSharable(ZStringDataSharable&& other) noexcept : m_handle(other.m_handle) { other.m_handle = nullptr; }
-
-    // Takes the new reference before giving up the old one, so that
-    // assigning a value to itself never frees its record.
-    ZStringDataSharable& operator=(const ZStringDataSharable& other)
-    {
-        ZStringDataSharable share(other);
-        adopt(share.m_handle);
-        share.m_handle = nullptr;
-        return *this;
-    }
-
-    ZStringDataSharable& operator=(ZStringDataSharable&& other) noexcept
-    {
-        ZStringData* incoming = other.m_handle;
-        other.m_handle = nullptr;
-        adopt(incoming);
-        return *this;
-    }
-
-    ~ZStringDataSharable() { release(m_handle); }
 
     // Replaces the record by a fresh writable one of `size` bytes and returns
     // its text; the caller writes `size` bytes and the NUL behind them.
@@ -90,7 +59,7 @@ public:
         ErrorRecord error;
         error.typeName = nullptr;
         const StringBufferResult result = ZStringData_C_API_constructCStringWithSize(&error, size);
-        adopt(result.handle);
+        m_handle.adopt(result.handle);
         throwIfFailed(error);
         return result.data;
     }
@@ -99,7 +68,7 @@ public:
     {
         ErrorRecord error;
         error.typeName = nullptr;
-        const std::uint64_t length = ZStringData_C_API_getLength(&error, m_handle);
+        const std::uint64_t length = ZStringData_C_API_getLength(&error, m_handle.get());
         throwIfFailed(error);
         return length;
     }
@@ -108,24 +77,15 @@ public:
     {
         ErrorRecord error;
         error.typeName = nullptr;
-        const char* text = ZStringData_C_API_getConstDataPointer(&error, m_handle);
+        const char* text = ZStringData_C_API_getConstDataPointer(&error, m_handle.get());
         throwIfFailed(error);
         return text;
     }
 
-    [[nodiscard]] bool ownsRecord() const noexcept { return m_handle != nullptr; }
+    [[nodiscard]] bool ownsRecord() const noexcept { return m_handle.get() != nullptr; }
 
 private:
-    void adopt(ZStringData* handle) noexcept
-    {
-        ZStringData* old = m_handle;
-        m_handle = handle;
-        release(old);
-    }
-
-    static void release(ZStringData* handle) noexcept { releaseIgnoringFailure(ZStringData_C_API_destruct, handle); }
-
-    ZStringData* m_handle = nullptr;
+    FlatHandle<ZStringData, ZStringData_C_API_copy, ZStringData_C_API_destruct> m_handle;
 };
 
 }  // namespace Internal

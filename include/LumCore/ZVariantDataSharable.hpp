@@ -13,6 +13,7 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
+#include "LumCore/FlatHandle.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/ThrowIfFailed.hpp"
 #include "LumCore/WellKnownType.hpp"
@@ -51,29 +52,6 @@ public:
 
     // Takes over one reference to `handle`.
     explicit ZVariantDataSharable(ZVariantData* handle) noexcept : m_handle(handle) {}
-
-    ZVariantDataSharable(const ZVariantDataSharable& other)
-        : m_handle(checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_copy(e, other.m_handle); }))
-    {
-    }
-    ZVariantDataSharable(ZVariantDataSharable&& other) noexcept : m_handle(other.m_handle) { other.m_handle = nullptr; }
-
-    ZVariantDataSharable& operator=(const ZVariantDataSharable& other)
-    {
-        if (this != &other) {
-            *this = ZVariantDataSharable(other);
-        }
-        return *this;
-    }
-    ZVariantDataSharable& operator=(ZVariantDataSharable&& other) noexcept
-    {
-        ZVariantData* incoming = other.m_handle;
-        other.m_handle = nullptr;
-        adopt(incoming);
-        return *this;
-    }
-
-    ~ZVariantDataSharable() { release(m_handle); }
 
     // ---- Construction ------------------------------------------------------
 
@@ -117,16 +95,16 @@ public:
     {
         ZVariantDataSharable share(*this);  // the reference the view takes over
         ZVariantDataSharable view(checkedFlatCall(
-            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteRealToComplexVariant(e, share.m_handle); }));
-        share.m_handle = nullptr;
+            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteRealToComplexVariant(e, share.m_handle.get()); }));
+        (void)share.m_handle.relinquish();
         return view;
     }
     [[nodiscard]] ZVariantDataSharable transmuteComplexToReal() const
     {
         ZVariantDataSharable share(*this);
         ZVariantDataSharable view(checkedFlatCall(
-            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteComplexToRealVariant(e, share.m_handle); }));
-        share.m_handle = nullptr;
+            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteComplexToRealVariant(e, share.m_handle.get()); }));
+        (void)share.m_handle.relinquish();
         return view;
     }
 
@@ -135,30 +113,30 @@ public:
     [[nodiscard]] WellKnownType wellKnownDataType() const
     {
         return WellKnownType::fromBits(
-            checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_wellKnownDataType(e, m_handle); }));
+            checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_wellKnownDataType(e, m_handle.get()); }));
     }
     [[nodiscard]] ArrayDimensionsView dimensions() const
     {
         const ZArrayDimensions dims =
-            checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_dimensions(e, m_handle); });
+            checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_dimensions(e, m_handle.get()); });
         return ArrayDimensionsView(dims.data, dims.size);
     }
     [[nodiscard]] DataOrdering dataOrdering() const
     {
         return static_cast<DataOrdering>(
-            checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_dataOrdering(e, m_handle); }));
+            checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_dataOrdering(e, m_handle.get()); }));
     }
     [[nodiscard]] bool isScalarStorage() const
     {
-        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_isScalarStorage(e, m_handle); });
+        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_isScalarStorage(e, m_handle.get()); });
     }
     [[nodiscard]] std::size_t numberAllocatedElements() const
     {
-        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_numberAllocatedElements(e, m_handle); });
+        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_numberAllocatedElements(e, m_handle.get()); });
     }
     [[nodiscard]] const void* constStoredData() const
     {
-        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_constStoredData(e, m_handle); });
+        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_constStoredData(e, m_handle.get()); });
     }
     // The flat interface has no type identity to give.
     [[nodiscard]] const std::type_info* typeInfo() const noexcept { return nullptr; }
@@ -170,22 +148,22 @@ public:
     void* mutableStoredData()
     {
         void* data = nullptr;
-        m_handle = checkedFlatCall(
-            [&](ErrorRecord* e) { return ZVariantData_C_API_mutableStoredData(e, m_handle, &data); });
+        replaceConsumed(checkedFlatCall(
+            [&](ErrorRecord* e) { return ZVariantData_C_API_mutableStoredData(e, m_handle.get(), &data); }));
         return data;
     }
 
     void reorderData(DataOrdering ordering)
     {
-        m_handle = checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_reorderData(e, m_handle, static_cast<ZDataOrdering>(ordering));
-        });
+        replaceConsumed(checkedFlatCall([&](ErrorRecord* e) {
+            return ZVariantData_C_API_reorderData(e, m_handle.get(), static_cast<ZDataOrdering>(ordering));
+        }));
     }
 
     void reshapeNoRealloc(ArrayDimensionsView dimensions)
     {
         checkedFlatCall([&](ErrorRecord* e) {
-            ZVariantData_C_API_reshapeNoRealloc(e, m_handle, flatDimensions(dimensions));
+            ZVariantData_C_API_reshapeNoRealloc(e, m_handle.get(), flatDimensions(dimensions));
         });
     }
 
@@ -194,49 +172,46 @@ public:
     {
         ZVariantDataSharable source(*this);  // the reference that the call consumes
         ZVariantData* reshaped = checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_reshapeToZVariant(e, m_handle, source.m_handle, flatDimensions(dimensions),
+            return ZVariantData_C_API_reshapeToZVariant(e, m_handle.get(), source.m_handle.get(), flatDimensions(dimensions),
                                                         static_cast<ZDataOrdering>(ordering));
         });
-        source.m_handle = nullptr;
-        adopt(reshaped != nullptr ? reshaped : ZVariantData_C_API_constructNull());
+        (void)source.m_handle.relinquish();
+        m_handle.adopt(reshaped != nullptr ? reshaped : ZVariantData_C_API_constructNull());
     }
 
     // The converted storage, or a front holding no handle when `mode` refuses.
     [[nodiscard]] ZVariantDataSharable convertDataTo(WellKnownType target, ConversionMode mode) const
     {
-        ZVariantDataSharable result(nullptr);
-        result.m_handle = checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_convertDataTo(e, m_handle, target.bits(), static_cast<ZConversionMode>(mode));
-        });
-        return result;
+        return ZVariantDataSharable(checkedFlatCall([&](ErrorRecord* e) {
+            return ZVariantData_C_API_convertDataTo(e, m_handle.get(), target.bits(), static_cast<ZConversionMode>(mode));
+        }));
     }
-    [[nodiscard]] bool refused() const noexcept { return m_handle == nullptr; }
+    [[nodiscard]] bool refused() const noexcept { return m_handle.get() == nullptr; }
 
     [[nodiscard]] bool isEquivalentTo(const ZVariantDataSharable& other, ConversionMode mode) const
     {
         return checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_isEquivalentTo(e, m_handle, other.m_handle, static_cast<ZConversionMode>(mode));
+            return ZVariantData_C_API_isEquivalentTo(e, m_handle.get(), other.m_handle.get(), static_cast<ZConversionMode>(mode));
         });
     }
     [[nodiscard]] bool isIdenticalTo(const ZVariantDataSharable& other) const
     {
         return checkedFlatCall(
-            [&](ErrorRecord* e) { return ZVariantData_C_API_isIdenticalTo(e, m_handle, other.m_handle); });
+            [&](ErrorRecord* e) { return ZVariantData_C_API_isIdenticalTo(e, m_handle.get(), other.m_handle.get()); });
     }
 
-    [[nodiscard]] ZVariantData* handle() const noexcept { return m_handle; }
+    [[nodiscard]] ZVariantData* handle() const noexcept { return m_handle.get(); }
 
 private:
-    void adopt(ZVariantData* handle) noexcept
+    // The flat functions that may replace the storage consume the handle
+    // they are given, and only when they succeed.
+    void replaceConsumed(ZVariantData* next) noexcept
     {
-        ZVariantData* old = m_handle;
-        m_handle = handle;
-        release(old);
+        (void)m_handle.relinquish();
+        m_handle.adopt(next);
     }
 
-    static void release(ZVariantData* handle) noexcept { releaseIgnoringFailure(ZVariantData_C_API_destruct, handle); }
-
-    ZVariantData* m_handle;
+    FlatHandle<ZVariantData, ZVariantData_C_API_copy, ZVariantData_C_API_destruct> m_handle;
 };
 
 }  // namespace Marlowen::Lum::Internal
