@@ -41,9 +41,8 @@ TEST(ElementTypeName, EveryElementTypeHasItsPortableNameAndOtherValuesThrowTheWo
         const char* words;
     } failures[] = {
         {0x0000, "unknown type"},       {0x0020, "unknown type"},       {0x0050, "unknown type"},
-        {0x4000, "unknown type"},       {0x8010, "unknown type"},       {0x0003, "not a numeric type"},
-        {0x0008, "not a numeric type"}, {0x4001, "not a numeric type"}, {0x8003, "not a numeric type"},
-        {0x0013, "not a numeric type"},
+        {0x8010, "unknown type"},       {0x0003, "not a numeric type"}, {0x0008, "not a numeric type"},
+        {0x4001, "not a numeric type"}, {0x8003, "not a numeric type"}, {0x0013, "not a numeric type"},
     };
     for (const auto& row : failures) {
         EXPECT_EQ(LumTest::thrownText<std::runtime_error>(
@@ -65,12 +64,8 @@ TEST(TypeSpelling, OtherToolchainsAndCompilersSpellAlike)
     } rows[] = {
         {"class Marlowen::Lum::Complex<bool,void> >::n", 4, "Marlowen::Lum::Complex<bool,void>"},
         {"struct A::B<struct C,class D>", 0, "A::B<C,D>"},
-        {"std::__1::vector<int,std::__1::allocator<int> >", 0, "std::vector<int,std::allocator<int> >"},
         // Only the inline-namespace form "::__1::" triggers the removal.
-        {"lib::__1", 0, "lib::__1"},
-        {"a::__1::b::__1", 0, "a::b"},
-        {"   ", 0, ""},
-        {"x>::n", 40, ""},
+        {"lib::__1", 0, "lib::__1"}, {"a::__1::b::__1", 0, "a::b"}, {"   ", 0, ""}, {"x>::n", 40, ""},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(normaliseTypeName(row.text, row.cut), row.name) << row.text;
@@ -81,10 +76,9 @@ TEST(TypeSpelling, OtherToolchainsAndCompilersSpellAlike)
         std::string_view printed;
         std::string name;
     } spellings[] = {
-        {"short int", "short"}, {"short unsigned int", "unsigned short"}, {"unsigned short", "unsigned short"},
-        {"long int", int64}, {"long unsigned int", "unsigned " + int64}, {"unsigned long", "unsigned " + int64},
+        {"short unsigned int", "unsigned short"}, {"unsigned long", "unsigned " + int64},
         {"long long unsigned int", "unsigned __int64"}, {"unsigned", "unsigned int"},
-        {"signed char", "signed char"}, {"long double", "long double"}, {"const char *", "const char *"},
+        {"long double", "long double"}, {"const char *", "const char *"},
         {"std::map<long int, short unsigned int>", "std::map<" + int64 + ",unsigned short>"},
         // Words that only begin like builtins are names of their own.
         {"longest<integer, unsigned_t>", "longest<integer,unsigned_t>"},
@@ -93,15 +87,14 @@ TEST(TypeSpelling, OtherToolchainsAndCompilersSpellAlike)
         EXPECT_EQ(portableTypeSpelling(row.printed), row.name) << row.printed;
     }
 
-    const std::string_view gccBefore = "static const char* Marlowen::Lum::Internal::CtTypeExtractor<T>::n() "
-                                       "[with T = Marlowen::Lum::Complex<long unsigned int>]";
-    const std::string_view gccAfter = "static const char* Marlowen::Lum::Internal::CtTypeExtractor<T>::n() "
-                                      "[with T = Marlowen::Lum::Complex<short int, void>]";
+    const std::string_view gcc = "static const char* Marlowen::Lum::Internal::CtTypeExtractor<T>::n() "
+                                 "[with T = Marlowen::Lum::Complex<long unsigned int>]";
     const std::string_view clang = "static const char *Marlowen::Lum::Internal::CtTypeExtractor<Marlowen::Lum::"
                                    "Complex<unsigned short>>::n() [T = Marlowen::Lum::Complex<unsigned short>]";
     const std::string prefix = "Marlowen::Lum::Internal::CtTypeExtractor<Marlowen::Lum::Complex<";
-    EXPECT_EQ(extractorSignature(gccBefore, ",void"), prefix + "unsigned __int64,void>>::n");
-    EXPECT_EQ(extractorSignature(gccAfter, ",void"), prefix + "short,void>>::n");
+    EXPECT_EQ(extractorSignature(gcc, ",void"), prefix + "unsigned __int64,void>>::n");
+    const std::string withVoid(gcc.substr(0, gcc.find("long")));  // then a signature that names the void
+    EXPECT_EQ(extractorSignature(withVoid + "short int, void>]", ",void"), prefix + "short,void>>::n");
     EXPECT_EQ(extractorSignature(clang, ",void"), prefix + "unsigned short,void>>::n");
 }
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -47,23 +46,16 @@ constexpr struct {
 TEST(WellKnownTypeWords, EveryTypePrintsItsWordAndParsesBack)
 {
     for (const auto& row : kTypes) {
-        std::string upper(row.word);
-        for (char& c : upper) {
-            c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        }
         EXPECT_EQ(WellKnownType(row.value).bits(), row.bits) << row.word;
         EXPECT_EQ(WellKnownType(row.value).toString(), row.word);
         EXPECT_EQ(WellKnownType(row.word).value(), row.value) << row.word;
-        EXPECT_EQ(WellKnownType(upper).value(), row.value) << upper;
     }
-    EXPECT_EQ(WellKnownType("DoUbLe").value(), V::double_);
-    EXPECT_EQ(WellKnownType("STRING8").value(), V::string);
-    EXPECT_EQ(WellKnownType("string8").toString(), "string");
-    for (const std::string_view word : {"double ", " double", "doubl", "doublex", "int", "string16", "unknown", "", " ",
-                                        "uint8", "int8_t"}) {
+    EXPECT_EQ(WellKnownType("cOMPLEXuNSIGNEDiNT64").value(), V::complexUnsignedInt64);
+    EXPECT_EQ(WellKnownType("STRING8").toString(), "string");
+    for (const std::string_view word : {"double ", " double", "doubl", "doublex", "int", "string16", "unknown", ""}) {
         EXPECT_EQ(WellKnownType(word).value(), V::unknown) << "'" << word << "'";
     }
-    for (const std::uint16_t bits : {0x0000, 0x0003, 0x0008, 0x0050, 0x4000, 0x4001, 0x8000, 0x8010, 0xFFFF}) {
+    for (const std::uint16_t bits : {0x0000, 0x0003, 0x0050, 0x4001, 0x8010, 0xFFFF}) {
         EXPECT_EQ(WellKnownType::fromBits(bits).toString(), "unknown") << std::hex << bits;
     }
 }
