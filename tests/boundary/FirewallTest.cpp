@@ -21,7 +21,7 @@ enum Raise {
     OverflowError, LogicError, BadCast, ForeignValue,
 };
 
-// A record whose message is full of junk, as a reused record would be.
+// A record full of junk, as a reused record would be.
 ErrorRecord dirtyRecord()
 {
     ErrorRecord record;
@@ -82,7 +82,6 @@ TEST(Firewall, EachExceptionClassBecomesItsWordAndTheCallersException)
     // An empty text stays a failure.
     ErrorRecord record = dirtyRecord();
     LumTest_C_API_raise(&record, InvalidArgument, "");
-    EXPECT_STREQ(record.typeName, "invalid_argument");
     EXPECT_EQ(rethrown(record), expected<std::invalid_argument>(""));
 }
 
@@ -95,7 +94,7 @@ TEST(Firewall, SuccessClearsTheWordAndTheMessageOnlyAndFailuresAreCutAt199Charac
     EXPECT_EQ(record.message[1], 'x');  // the rest of the buffer is not touched
     EXPECT_EQ(rethrown(record), "<nothing thrown>");
 
-    for (std::size_t length : {199u, 200u, 201u, 5000u}) {
+    for (std::size_t length : {199u, 200u, 5000u}) {
         record = dirtyRecord();
         LumTest_C_API_raise(&record, RuntimeError, std::string(length, 'b').c_str());
         EXPECT_EQ(std::string(record.message), std::string(199, 'b')) << length;

@@ -12,18 +12,12 @@
 
 extern "C" {
 
+// Overflow derives from runtime_error, logic from none of the specific
+// logic errors, and the foreign value from no standard exception.
 enum LumTestRaise {
-    LumTestRaiseNothing = 0,
-    LumTestRaiseBadAlloc,
-    LumTestRaiseBadArrayNewLength,
-    LumTestRaiseOutOfRange,
-    LumTestRaiseInvalidArgument,
-    LumTestRaiseLengthError,
-    LumTestRaiseRuntimeError,
-    LumTestRaiseOverflowError,  // derives from std::runtime_error
-    LumTestRaiseLogicError,     // none of the specific logic errors
-    LumTestRaiseBadCast,
-    LumTestRaiseForeignValue,   // derives from no standard exception
+    LumTestRaiseNothing = 0, LumTestRaiseBadAlloc, LumTestRaiseBadArrayNewLength, LumTestRaiseOutOfRange,
+    LumTestRaiseInvalidArgument, LumTestRaiseLengthError, LumTestRaiseRuntimeError, LumTestRaiseOverflowError,
+    LumTestRaiseLogicError, LumTestRaiseBadCast, LumTestRaiseForeignValue,
 };
 
 LUM_API int LumTest_C_API_raise(ErrorRecord* error, int what, const char* text)
