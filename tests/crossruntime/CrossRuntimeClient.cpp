@@ -44,10 +44,8 @@ void strings()
     const ZString text("Cross Runtime", 13);
     const ZString share = text;
     CHECK(share.c_str() == text.c_str());
-    CHECK(text.find('R') == 6);
     CHECK(text.find("time", 0, 4) == 9);
-    const ZString lower = text.toLower();
-    CHECK(std::strcmp(lower.c_str(), "cross runtime") == 0);
+    CHECK(std::strcmp(text.toLower().c_str(), "cross runtime") == 0);
     const ZString cut = text.substr(6, 3);
     CHECK(cut.size() == 3 && std::memcmp(cut.data(), "Run", 3) == 0);
 }
@@ -55,7 +53,6 @@ void strings()
 void variants()
 {
     const ZVariantAbi scalar = 2.5;
-    CHECK(scalar.as<double>() == 2.5);
     CHECK(scalar.as<int>() == 2);
 
     std::vector<size_t> dims{2, 3};
