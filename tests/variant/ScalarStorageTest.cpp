@@ -1,7 +1,6 @@
 // Scalar storage: the choice between a caller's buffer and the heap, the
 // two reshapes, and the owning front that keeps a scalar in its own buffer.
 #include <typeinfo>
-#include <utility>
 
 #include "LumCore/ZVariantDirectStorage.hpp"
 #include "StorageTestSupport.hpp"
@@ -54,8 +53,8 @@ TYPED_TEST(ScalarOfEachClass, BufferOrHeapAtTheExactSize)
     EXPECT_EQ(*onHeap->typeInfo(), typeid(TypeParam));
 }
 
-// A moved scalar goes in the buffer whatever size it is told; a std::string
-// is a custom class, compared by its own operations.
+// A moved scalar goes in the buffer whatever size it is told. (Custom
+// classes and their comparison are the value tests' subject.)
 TEST(ScalarStorage, MovedScalarsIgnoreTheBufferSize)
 {
     alignas(void*) unsigned char buffer[64];
@@ -63,21 +62,6 @@ TEST(ScalarStorage, MovedScalarsIgnoreTheBufferSize)
     ASSERT_EQ(static_cast<void*>(moved), static_cast<void*>(buffer));
     EXPECT_EQ(*elementsOf<double>(*moved), 4.5);
     moved->~IVariantData();
-
-    const std::string text(100, 'x');
-    IVariantData* scalar = moveVariantScalar<std::string>(buffer, sizeof buffer, std::string(text));
-    ASSERT_EQ(static_cast<void*>(scalar), static_cast<void*>(buffer));
-    EXPECT_EQ(scalar->wellKnownDataType(), WellKnownType(WellKnownTypeValue::customType));
-    EXPECT_EQ(*scalar->typeInfo(), typeid(std::string));
-    EXPECT_EQ(*elementsOf<std::string>(*scalar), text);
-    const auto* operations = scalar->customTypeOperations();
-    ASSERT_NE(operations, nullptr);
-    const std::string same[2] = {text, "y"};
-    const std::string other[2] = {text, "z"};
-    EXPECT_TRUE(operations->equal(scalar->constStoredData(), &same[0], 1, true));
-    EXPECT_TRUE(operations->equal(same, same, 2, false));
-    EXPECT_FALSE(operations->equal(same, other, 2, false));
-    scalar->~IVariantData();
 }
 
 TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
@@ -115,18 +99,16 @@ TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
     Owned clone(scalar.clone());
     EXPECT_NE(clone->constStoredData(), scalar.constStoredData());
     EXPECT_EQ(elementsOf<ZString>(*clone)->c_str(), elementsOf<ZString>(scalar)->c_str());
-    EXPECT_EQ(refCount(clone.get()), 1u);
 }
 
 // ---- The owning front -----------------------------------------------------------
 
 TEST(DirectStorage, InPlaceScalarIsCopiedAndMovedWithoutAllocating)
 {
-    const auto check = [](const auto& value) {
-        using T = std::decay_t<decltype(value)>;
-        LumTest::AllocationCounter allocations;
-        ZVariantDirectStorage front = ZVariantDirectStorage::scalar(value);
-        ASSERT_TRUE(front.isInPlace()) << typeid(T).name();
+    const ZString text = sample<ZString>();
+    {
+        const LumTest::AllocationCounter allocations;
+        ZVariantDirectStorage front = ZVariantDirectStorage::scalar(text);
         ZVariantDirectStorage copied(front);
         ZVariantDirectStorage moved(std::move(copied));
         ZVariantDirectStorage assigned;
@@ -135,15 +117,9 @@ TEST(DirectStorage, InPlaceScalarIsCopiedAndMovedWithoutAllocating)
         EXPECT_EQ(copied.data(), nullptr);
         for (const ZVariantDirectStorage* each : {&front, &moved, &assigned}) {
             EXPECT_TRUE(each->isInPlace());
-            EXPECT_TRUE(*elementsOf<T>(*each->data()) == value);
-            if constexpr (std::is_same_v<T, ZString>) {
-                EXPECT_EQ(elementsOf<ZString>(*each->data())->c_str(), value.c_str()) << "the text is shared";
-            }
+            EXPECT_EQ(elementsOf<ZString>(*each->data())->c_str(), text.c_str()) << "the text is shared";
         }
-    };
-    check(7.0);
-    const ZString text = sample<ZString>();
-    check(text);
+    }
 
     // Assignment over an in-place string releases the old value.
     ZVariantDirectStorage front = ZVariantDirectStorage::scalar(text);
