@@ -169,15 +169,11 @@ TEST(VariantComparison, EquivalenceAcrossTypesStorageOrderingsAndShapes)
         // Equal types need no conversion, so the mode is never read.
         {"unlisted mode same type", array({1.0, 3.0, 2.0, 4.0}, {2, 2}, kColumn),
          array({1.0, 2.0, 3.0, 4.0}, {2, 2}, kRow), true, false, unlisted},
-        // Custom arrays stand or fall by their comparator; two custom
-        // scalars by identity.
+        // Custom arrays stand or fall by their comparator (the value tests
+        // compare custom scalars and arrays), here after a reorder.
         {"custom", array<std::string>({"a", "b"}), array<std::string>({"a", "b"}), true, true},
-        {"custom differing", array<std::string>({"a", "b"}), array<std::string>({"a", "B"}), false, false},
         {"custom orderings", array<std::string>({"a", "b", "c", "d"}, {2, 2}),
          array<std::string>({"a", "c", "b", "d"}, {2, 2}, kColumn), true, false},
-        {"custom and double", array<std::string>({"a", "b"}), array({1.0, 2.0}), false, false},
-        {"custom scalars", scalar(std::string("x")), scalar(std::string("x")), true, true},
-        {"custom scalars differing", scalar(std::string("x")), scalar(std::string("y")), false, false},
     };
     expectPairs(pairs, std::size(pairs));
 
