@@ -131,21 +131,18 @@ TEST(ZStringCase, FollowsTheGlobalLocaleAndEndsAtAByteMappedToNul)
     EXPECT_EQ(ZString(std::string(300, 'a') + "\0a"s).toUpper().to_string(), std::string(300, 'A'));
 }
 
+// The random texts cover NULs in the input, `from` and `to`; these are the
+// cases they cannot reach, and two that show the rules at a glance.
 TEST(ZStringReplaceAll, NamedCases)
 {
-    EXPECT_EQ(ZString("aaa", 3).replaceAll("a", "aa").to_string(), "aaaaaa");
-    EXPECT_EQ(ZString("zabZAB", 6).replaceAll("AB", "x", CaseSensitivity::CaseInsensitive).to_string(), "zxZx");
-    EXPECT_EQ(ZString("a-b-c", 5).replaceAll("-", "").to_string(), "abc");
     // A NUL in front of the first match ends the head, and the replacement
     // with it; the tail still follows.
     EXPECT_EQ(ZString("a\0bXc"s).replaceAll("X", "Y").to_string(), "ac");
     // The replacement is `to` up to its NUL, but the search resumes
     // to.size() bytes behind the match, here past the second b.
     EXPECT_EQ(ZString("abab", 4).replaceAll("b", "x\0y"s).to_string(), "axab");
-
     const ZString text("abc", 3);
     EXPECT_EQ(text.replaceAll("", "x").c_str(), text.c_str());
-    EXPECT_EQ(text.replaceAll("q", "x").c_str(), text.c_str());
 
     // `to` is read up to its NUL, beyond its view; the search then resumes
     // inside the inserted text.
