@@ -189,8 +189,6 @@ TEST(ConversionOutsideNumbers, DefaultOnlyPairsRefuseOtherValuesAndCopyingPairsC
     EXPECT_FALSE((convert<ZString>({""s, "a"s}, kLossless).ok));
 }
 
-// ---- Every pair: zero elements, modes, one default element -------------------------
-
 // One pair run on a single default-valued element, or none. The runner is a
 // template; the checks are not, which keeps this file quick to compile.
 struct MatrixPair {
@@ -261,8 +259,6 @@ TEST(ConversionMatrix, EveryPairKeepsTheZeroElementModeAndDefaultValueRules)
         }
     }
 }
-
-// ---- Text forms of numbers and numbers read from text --------------------------
 
 template <class From>
 std::string textOf(From value)

@@ -101,8 +101,6 @@ TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
     EXPECT_EQ(elementsOf<ZString>(*clone)->c_str(), elementsOf<ZString>(scalar)->c_str());
 }
 
-// ---- The owning front -----------------------------------------------------------
-
 TEST(DirectStorage, InPlaceScalarIsCopiedAndMovedWithoutAllocating)
 {
     const ZString text = sample<ZString>();

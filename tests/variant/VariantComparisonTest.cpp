@@ -40,8 +40,6 @@ bool equalElements(const std::vector<T>& lhs, const std::vector<T>& rhs)
     return elementsEqual(WellKnownTypeOf<T>::value, lhs.data(), rhs.data(), lhs.size());
 }
 
-// ---- elementsEqual -------------------------------------------------------------
-
 // Floating parts follow IEEE equality; other classes compare every field and
 // every byte; zero elements are equal even where no class is named.
 TEST(ElementsEqual, IeeeForFloatingPartsAndEveryFieldForTheRest)
@@ -99,8 +97,6 @@ TEST(OrderingMatters, OnlyWhenTwoDimensionsSpreadTheElements)
         EXPECT_EQ(orderingMatters(ArrayDimensionsView(extents)), matters) << ::testing::PrintToString(extents);
     }
 }
-
-// ---- Identity and equivalence ------------------------------------------------
 
 // Each pair is compared both ways; no rhs means the lhs with itself, for
 // which there is no shortcut. Every object made on the way is given up again.
@@ -181,8 +177,6 @@ TEST(VariantComparison, EquivalenceAcrossTypesStorageOrderingsAndShapes)
     ScalarVariantDataNonCounted<double> inBuffer(5.0);
     EXPECT_TRUE(isIdenticalTo(inBuffer, *scalar(5.0)));
 }
-
-// ---- Custom element classes and failing conversions ----------------------------
 
 // A storage object under the test's control: it reports the type it is
 // given, lends elements from elsewhere, and converts as the test says.
