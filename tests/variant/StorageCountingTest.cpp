@@ -8,56 +8,42 @@ namespace {
 
 using namespace StorageTest;
 
-// The counted kinds of storage, each holding 0, 1, 2, ... 5 (a scalar only 0).
-enum class Kind { array, adoptedVector, scalar };
-const char* const kKindNames[] = {"VectorVariantData", "StdVectorVariantData", "Scalar"};
-
-Owned makeCounted(Kind kind)
+// Each counted kind of storage: the count follows copy and destruct, the
+// sole owner writes in place, and a shared object is cloned and never written.
+TEST(StorageCounting, CountFollowsCopyAndASharedObjectIsClonedAndNeverWritten)
 {
-    switch (kind) {
-    case Kind::array: return makeArray(iota(6), {2, 3});
-    case Kind::adoptedVector: return adopt(iota(6), {2, 3});
-    case Kind::scalar: return Owned(new ScalarVariantDataRefCounted<double>(0.0));
+    Owned kinds[] = {makeArray(iota(6), {2, 3}), adopt(iota(6), {2, 3}),
+                     Owned(new ScalarVariantDataRefCounted<double>(0.0))};
+    for (Owned& data : kinds) {
+        SCOPED_TRACE(typeid(*data).name());
+        const auto& counted = dynamic_cast<const IVariantDataRefCounted&>(*data);
+        data->copy();
+        data->copy();
+        EXPECT_EQ(counted.referenceCount(), 3u);
+        EXPECT_FALSE(counted.hasSingleReference());
+        data->destruct();
+        data->destruct();
+        EXPECT_TRUE(counted.hasSingleReference());
+
+        const void* before = data->constStoredData();
+        data.reset(data.release()->mutableInstance());
+        EXPECT_EQ(data->constStoredData(), before) << "an unshared object must not be copied";
+        EXPECT_EQ(refCount(data.get()), 1u);
+
+        const std::vector<double> content = valuesOf<double>(*data);
+        data->copy();  // a second holder
+        Owned mine(data->mutableInstance());
+        ASSERT_NE(mine.get(), data.get());
+        EXPECT_EQ(refCount(data.get()), 1u) << "the clone must give up the caller's reference";
+        EXPECT_EQ(refCount(mine.get()), 1u);
+        EXPECT_EQ(typeid(*mine), typeid(*data));
+        EXPECT_EQ(extentsOf(*mine), extentsOf(*data));
+        EXPECT_EQ(valuesOf<double>(*mine), content);
+        auto* writable = static_cast<double*>(mine->mutableStoredData());
+        std::fill(writable, writable + content.size(), -1.0);
+        EXPECT_EQ(valuesOf<double>(*data), content);
     }
-    return nullptr;
 }
-
-class CountedStorage : public ::testing::TestWithParam<Kind> {};
-
-TEST_P(CountedStorage, CountFollowsCopyAndASharedObjectIsClonedAndNeverWritten)
-{
-    Owned data = makeCounted(GetParam());
-    const auto& counted = dynamic_cast<const IVariantDataRefCounted&>(*data);
-    data->copy();
-    data->copy();
-    EXPECT_EQ(counted.referenceCount(), 3u);
-    EXPECT_FALSE(counted.hasSingleReference());
-    data->destruct();
-    data->destruct();
-    EXPECT_TRUE(counted.hasSingleReference());
-
-    // The sole owner writes in place.
-    const void* before = data->constStoredData();
-    data.reset(data.release()->mutableInstance());
-    EXPECT_EQ(data->constStoredData(), before) << "an unshared object must not be copied";
-    EXPECT_EQ(refCount(data.get()), 1u);
-
-    const std::vector<double> content = valuesOf<double>(*data);
-    data->copy();  // a second holder
-    Owned mine(data->mutableInstance());
-    ASSERT_NE(mine.get(), data.get());
-    EXPECT_EQ(refCount(data.get()), 1u) << "the clone must give up the caller's reference";
-    EXPECT_EQ(refCount(mine.get()), 1u);
-    EXPECT_EQ(typeid(*mine), typeid(*data));
-    EXPECT_EQ(extentsOf(*mine), extentsOf(*data));
-    EXPECT_EQ(valuesOf<double>(*mine), content);
-    auto* writable = static_cast<double*>(mine->mutableStoredData());
-    std::fill(writable, writable + content.size(), -1.0);
-    EXPECT_EQ(valuesOf<double>(*data), content);
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, CountedStorage, ::testing::Values(Kind::array, Kind::adoptedVector, Kind::scalar),
-                         [](const auto& info) { return std::string(kKindNames[static_cast<int>(info.param)]); });
 
 // A clone keeps the room and shape of a shrunk array, and shares the text of
 // strings until it is written.
@@ -75,7 +61,6 @@ TEST(StorageCounting, CloneKeepsRoomAndShapeAndSharesText)
     Owned texts = makeArray(std::vector<ZString>{ZString("alpha"), ZString("beta")}, {2});
     texts->copy();
     Owned mine(texts->mutableInstance());
-    ASSERT_NE(mine.get(), texts.get());
     EXPECT_NE(mine->constStoredData(), texts->constStoredData());
     EXPECT_EQ(elementsOf<ZString>(*mine)[1].c_str(), elementsOf<ZString>(*texts)[1].c_str());
     static_cast<ZString*>(mine->mutableStoredData())[1] = ZString("gamma");
