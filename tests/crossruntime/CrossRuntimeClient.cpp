@@ -10,6 +10,7 @@
 
 #include "LumCore/ZString.hpp"
 #include "LumCore/ZVariant.hpp"
+#include "../support/ThrownText.hpp"
 
 namespace {
 
@@ -25,18 +26,7 @@ void check(bool condition, const char* what)
 
 #define CHECK(condition) check((condition), #condition)
 
-// The class and words of what `call` throws, as "E: what", or "none".
-template <class E, class Call>
-std::string thrown(Call call)
-{
-    try {
-        call();
-    } catch (const E& e) {
-        return std::string("E: ") + e.what();
-    }
-    return "none";
-}
-
+using LumTest::thrownText;
 using namespace Marlowen::Lum;
 
 void strings()
@@ -75,8 +65,8 @@ void variants()
 void failuresArriveAsThisRuntimesExceptions()
 {
     const ZVariantAbi scalar = 1.5;
-    CHECK(thrown<std::runtime_error>([&] { (void)scalar.as<unsigned char>(ConversionMode::Lossless); }) ==
-          "E: Cannot convert Marlowen::Lum::ZVariantAbi of type 'double' (size: 1) to 'uint8_t'");
+    CHECK(thrownText<std::runtime_error>([&] { (void)scalar.as<unsigned char>(ConversionMode::Lossless); }) ==
+          "Cannot convert Marlowen::Lum::ZVariantAbi of type 'double' (size: 1) to 'uint8_t'");
 
     // Raised inside the library, carried by the error record, and thrown
     // again here by the caller's own check.
@@ -85,12 +75,12 @@ void failuresArriveAsThisRuntimesExceptions()
     ZVariantAbi array(values, 3, dims);
     const ZVariantAbi share = array;
     std::vector<size_t> other{1, 3};
-    CHECK(thrown<std::runtime_error>([&] { array.reshapeNoRealloc(other); }) ==
-          "E: Reference count is greater than 1 - cannot reshape without reallocating.");
+    CHECK(thrownText<std::runtime_error>([&] { array.reshapeNoRealloc(other); }) ==
+          "Reference count is greater than 1 - cannot reshape without reallocating.");
     std::vector<size_t> wrong{2, 2};
-    CHECK(thrown<std::length_error>([&] { ZVariantAbi mismatched(values, 3, wrong); }) ==
-          "E: dimensions do not match data length");
-    CHECK(thrown<std::invalid_argument>([&] { (void)array.elementAt<float>(0); }) == "E: Wrong data type.");
+    CHECK(thrownText<std::length_error>([&] { ZVariantAbi mismatched(values, 3, wrong); }) ==
+          "dimensions do not match data length");
+    CHECK(thrownText<std::invalid_argument>([&] { (void)array.elementAt<float>(0); }) == "Wrong data type.");
 }
 
 }  // namespace
