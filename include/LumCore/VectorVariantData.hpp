@@ -129,7 +129,7 @@ public:
     ~VectorVariantData() override { std::destroy_n(elements(), m_allocatedElements); }
 
     // The deleting destructor gives back the one block that allocate() took.
-    static void operator delete(void* block) noexcept { ::operator delete(block); }
+    static void operator delete(void* block) noexcept { ::operator delete(block, std::align_val_t{kBlockAlignment}); }
 
     [[nodiscard]] std::size_t numberAllocatedElements() const override { return m_allocatedElements; }
 
@@ -164,10 +164,16 @@ public:
     }
 
 private:
-    // The elements start behind the header, at T's alignment.
+    // The block starts on a cache line, and the elements on the first line
+    // boundary behind the header: no array begins mid-line, wide loads over
+    // the elements split no more lines than they must, and callers may use
+    // aligned vector loads on what mutableStoredData() returns.
+    static constexpr std::size_t kBlockAlignment = 64;
+    static_assert(alignof(T) <= kBlockAlignment);
+
     static constexpr std::size_t elementsOffset() noexcept
     {
-        return (sizeof(VectorVariantData) + alignof(T) - 1) / alignof(T) * alignof(T);
+        return (sizeof(VectorVariantData) + kBlockAlignment - 1) / kBlockAlignment * kBlockAlignment;
     }
 
     VectorVariantData(ArrayDimensionsView dimensions, DataOrdering ordering)
@@ -179,17 +185,16 @@ private:
     // caller to construct, which it must do before anything can fail.
     static VectorVariantData* allocate(std::size_t count, ArrayDimensionsView dimensions, DataOrdering ordering)
     {
-        static_assert(alignof(T) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
         if (count > (std::numeric_limits<std::size_t>::max() - elementsOffset()) / sizeof(T)) {
             throw std::bad_array_new_length();
         }
-        void* block = ::operator new(elementsOffset() + count * sizeof(T));
+        void* block = ::operator new(elementsOffset() + count * sizeof(T), std::align_val_t{kBlockAlignment});
         try {
             auto* array = ::new (block) VectorVariantData(dimensions, ordering);
             array->m_allocatedElements = count;
             return array;
         } catch (...) {
-            ::operator delete(block);
+            ::operator delete(block, std::align_val_t{kBlockAlignment});
             throw;
         }
     }

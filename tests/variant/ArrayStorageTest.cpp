@@ -74,15 +74,20 @@ TEST(ArrayStorage, NewElementsOfEachKind)
 
     // Leave dirty memory behind, so that elements that are not zeroed show.
     constexpr std::size_t kBytes = sizeof(VectorVariantData<Duration>) + 64 * 16;
-    void* dirty = ::operator new(kBytes);
+    void* dirty = ::operator new(kBytes, std::align_val_t{64});
     std::memset(dirty, 0xA5, kBytes);
-    ::operator delete(dirty);
+    ::operator delete(dirty, std::align_val_t{64});
     const Extents shape{8, 8};
     Owned durations = allocated(std::type_identity<Duration>(), shape);
     Owned complexes = allocated(std::type_identity<std::complex<double>>(), shape, kColumn);
     for (std::size_t i = 0; i < 64; ++i) {
         ASSERT_EQ(elementsOf<Duration>(*durations)[i], Duration{});
         ASSERT_EQ(elementsOf<std::complex<double>>(*complexes)[i], std::complex<double>{});
+    }
+    // Every array's elements start on a cache line, whatever their class.
+    Owned bytes = allocated(std::type_identity<std::int8_t>(), {3});
+    for (const IVariantData* array : {strings.get(), durations.get(), complexes.get(), bytes.get()}) {
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(array->constStoredData()) % 64, 0u);
     }
 }
 
