@@ -306,18 +306,14 @@ public:
         if (!isScalarStorage() && !isSingleElement(dimensions())) {
             return false;
         }
-        if constexpr (!Internal::kIsWellKnownElement<T>) {
-            // Custom data does not convert to another class: the identity
-            // decides, also between two custom classes.
-            if (!holds<T>()) {
-                return false;
-            }
+        // holds, not a comparison of codes: all custom classes share one code,
+        // and only the identity tells them apart.
+        if (holds<T>()) {
             out = *static_cast<const T*>(constStoredData());
             return true;
         }
-        if (wellKnownDataType() == WellKnownType(WellKnownTypeOf<T>::value)) {
-            out = *static_cast<const T*>(constStoredData());
-            return true;
+        if (!Internal::kIsWellKnownElement<T>) {
+            return false;  // custom data converts to no other class
         }
         Storage converted = m_storage.convertDataTo(WellKnownTypeOf<T>::value, mode);
         if (converted.refused()) {
