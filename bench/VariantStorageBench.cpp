@@ -67,8 +67,7 @@ void BM_ReorderData_RowToColumn_4096(benchmark::State& state)
             benchmark::ClobberMemory();
             reordered->destruct();
             return true;
-        },
-        "");
+        });
     LumBench::reportBandwidth(state, times, "reorder", 2.0 * kBytes, "memcpy", 2.0 * kBytes);
     source->destruct();
 }
@@ -86,8 +85,7 @@ void BM_ReorderElements_RowToColumn_4096(benchmark::State& state)
         [&] {
             reorderElements(from, kCount, destination.data(), ArrayDimensionsView(extents), DataOrdering::RowMajor);
             return true;
-        },
-        "");
+        });
     if (destination[1] != static_cast<double>(kSide)) {
         state.SkipWithError("the reorder gave a wrong element");
     }
@@ -122,8 +120,7 @@ void BM_ShareArray_CopyDestruct(benchmark::State& state)
                 array->destruct();
             }
             return true;
-        },
-        "");
+        });
     LumBench::reportTimePerItem(state, times, kBatch, "share", "atomic");
     array->destruct();
 }

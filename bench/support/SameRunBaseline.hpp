@@ -24,7 +24,8 @@ struct SameRunTimes {
 // `subject` returns false when its result is wrong; the run then stops with
 // `failure` as its error.
 template <class Baseline, class Subject>
-SameRunTimes timeAgainstBaseline(benchmark::State& state, Baseline&& baseline, Subject&& subject, const char* failure)
+SameRunTimes timeAgainstBaseline(benchmark::State& state, Baseline&& baseline, Subject&& subject,
+                                 const char* failure = "the measured work gave a wrong result")
 {
     using Clock = std::chrono::steady_clock;
     SameRunTimes times;
