@@ -13,7 +13,7 @@
 #include <cstring>
 #include <vector>
 
-#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/internal/VectorVariantData.hpp"
 #include "bench/support/SameRunBaseline.hpp"
 #include "variant/VariantComparison.hpp"
 

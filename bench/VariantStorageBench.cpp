@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "LumCore/VariantFactories.hpp"
-#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/internal/VectorVariantData.hpp"
 #include "bench/support/SameRunBaseline.hpp"
 
 namespace {

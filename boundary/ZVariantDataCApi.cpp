@@ -4,9 +4,9 @@
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
 #include "boundary/GuardedCall.hpp"
-#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "variant/NullVariantData.hpp"
-#include "LumCore/ScalarVariantData.hpp"
+#include "variant/StorageInstances.hpp"
 #include "variant/VariantComparison.hpp"
 
 namespace {

@@ -21,32 +21,9 @@ struct TypeWord {
 // Every element type and its word; unknown has none, so that it prints by
 // failing the lookup and can never be parsed into.
 constexpr TypeWord kTypeWords[] = {
-    {Value::double_, "double"},
-    {Value::float_, "float"},
-    {Value::int8, "int8"},
-    {Value::int16, "int16"},
-    {Value::int32, "int32"},
-    {Value::int64, "int64"},
-    {Value::string, "string"},
-    {Value::customType, "customType"},
-    {Value::duration, "duration"},
-    {Value::timePoint, "timePoint"},
-    {Value::bool_, "bool"},
-    {Value::unsignedInt8, "unsignedInt8"},
-    {Value::unsignedInt16, "unsignedInt16"},
-    {Value::unsignedInt32, "unsignedInt32"},
-    {Value::unsignedInt64, "unsignedInt64"},
-    {Value::complexDouble, "complexDouble"},
-    {Value::complexFloat, "complexFloat"},
-    {Value::complexInt8, "complexInt8"},
-    {Value::complexInt16, "complexInt16"},
-    {Value::complexInt32, "complexInt32"},
-    {Value::complexInt64, "complexInt64"},
-    {Value::complexBool, "complexBool"},
-    {Value::complexUnsignedInt8, "complexUnsignedInt8"},
-    {Value::complexUnsignedInt16, "complexUnsignedInt16"},
-    {Value::complexUnsignedInt32, "complexUnsignedInt32"},
-    {Value::complexUnsignedInt64, "complexUnsignedInt64"},
+#define LUMCORE_TYPE_WORD(word, enumerator, code, Class) {Value::enumerator, #word},
+    LUMCORE_TYPE_CODES(LUMCORE_TYPE_WORD)
+#undef LUMCORE_TYPE_WORD
 };
 static_assert(std::size(kTypeWords) == 26);
 

@@ -3,8 +3,8 @@
 #include <stdexcept>
 
 #include "LumCore/VariantFactories.hpp"
-#include "LumCore/ElementTypeDispatch.hpp"
-#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "variant/StorageInstances.hpp"
 
 namespace Marlowen::Lum::Internal {
 

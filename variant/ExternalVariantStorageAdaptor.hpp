@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "LumCore/ExternalVariantStorageInterface.hpp"
-#include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/internal/IVariantDataRefCounted.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -35,8 +35,6 @@ public:
     // Forgets the caller's object without telling it, for an adaptor that
     // was never handed out.
     void abandonStorage() noexcept { m_external = nullptr; }
-
-    [[nodiscard]] bool isForwarding() const noexcept { return m_external != nullptr; }
 
     [[nodiscard]] std::size_t numberAllocatedElements() const override;
     // Forwarding: a copy of the caller's list, which need not outlive its call.

@@ -6,7 +6,7 @@
 // flat function; nothing may test for "null" by address, only by type.
 #pragma once
 
-#include "LumCore/IVariantDataRefCounted.hpp"
+#include "LumCore/internal/IVariantDataRefCounted.hpp"
 
 namespace Marlowen::Lum::Internal {
 

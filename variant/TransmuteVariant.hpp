@@ -11,10 +11,11 @@
 #include <stdexcept>
 #include <vector>
 
-#include "LumCore/ElementTypeDispatch.hpp"
-#include "LumCore/IVariantDataRefCounted.hpp"
-#include "LumCore/ReorderWalk.hpp"
-#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "LumCore/internal/IVariantDataRefCounted.hpp"
+#include "LumCore/internal/OwnedStorage.hpp"
+#include "LumCore/internal/ReorderWalk.hpp"
+#include "variant/StorageInstances.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -42,15 +43,10 @@ public:
         return dispatchElementType(this->wellKnownDataType(), [&](auto tag) -> IVariantData* {
             using T = typename decltype(tag)::type;
             const ArrayDimensionsView dims(m_dimensions);
-            VectorVariantData<T>* result = VectorVariantData<T>::create(dims, ordering);
-            try {
-                reorderElements(static_cast<const T*>(m_inner->constStoredData()), result->elements(), dims,
-                                m_inner->dataOrdering());
-            } catch (...) {
-                result->destruct();
-                throw;
-            }
-            return result;
+            OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::create(dims, ordering));
+            reorderElements(static_cast<const T*>(m_inner->constStoredData()), result->elements(), dims,
+                            m_inner->dataOrdering());
+            return result.release();
         });
     }
 
@@ -97,8 +93,6 @@ public:
     // object, whoever else holds it.
     [[nodiscard]] bool hasSingleReference() const override { return false; }
 
-    [[nodiscard]] const IVariantData* inner() const noexcept { return m_inner; }
-
 protected:
     // Takes over the caller's reference to `inner`, but only once built: if
     // this throws, the reference stays the caller's.
@@ -118,15 +112,13 @@ protected:
     // conversion was refused.
     static IVariantData* wrapConverted(IVariantData* converted)
     {
-        if (converted == nullptr) {
+        OwnedStorage<IVariantData> owned(converted);
+        if (!owned) {
             return nullptr;
         }
-        try {
-            return new Derived(converted);
-        } catch (...) {
-            converted->destruct();
-            throw;
-        }
+        IVariantData* view = new Derived(owned.get());
+        (void)owned.release();  // the view holds it now
+        return view;
     }
 
     IVariantData* m_inner;

@@ -7,7 +7,8 @@
 #include <utility>
 
 #include "LumCore/ZString.hpp"
-#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "LumCore/internal/OwnedStorage.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -94,50 +95,14 @@ bool typedElementsEqual(const T* lhs, const T* rhs, std::size_t count)
     }
 }
 
-// Owns one reference to a storage object obtained on the way, and gives it
-// up however the comparison ends.
-class HeldData {
-public:
-    HeldData() noexcept = default;
-    explicit HeldData(const IVariantData* data) noexcept : m_data(data) {}
-    HeldData(HeldData&& other) noexcept : m_data(std::exchange(other.m_data, nullptr)) {}
-    HeldData(const HeldData&) = delete;
-    HeldData& operator=(const HeldData&) = delete;
-    HeldData& operator=(HeldData&&) = delete;
-    ~HeldData() { release(); }
-
-    // Takes `data` in place of the one held, which is released. Evaluate the
-    // argument first: if that throws, the old object is still held.
-    void replace(const IVariantData* data) noexcept
-    {
-        release();
-        m_data = data;
-    }
-
-    [[nodiscard]] explicit operator bool() const noexcept { return m_data != nullptr; }
-    [[nodiscard]] const IVariantData& operator*() const noexcept { return *m_data; }
-    [[nodiscard]] const IVariantData* operator->() const noexcept { return m_data; }
-
-private:
-    void release() noexcept
-    {
-        if (m_data != nullptr) {
-            m_data->destruct();
-            m_data = nullptr;
-        }
-    }
-
-    const IVariantData* m_data = nullptr;
-};
-
 // The other side converted to `common`, and brought to the kept side's
 // ordering where that matters. Empty when the conversion refused.
-HeldData convertToKeptSide(const IVariantData& kept, const IVariantData& other, WellKnownType common,
+OwnedStorage<const IVariantData> convertToKeptSide(const IVariantData& kept, const IVariantData& other, WellKnownType common,
                            ConversionMode mode)
 {
-    HeldData converted(other.convertDataTo(common, mode));
+    OwnedStorage<const IVariantData> converted(other.convertDataTo(common, mode));
     if (converted && orderingMatters(kept.dimensions())) {
-        converted.replace(converted->reorderData(kept.dataOrdering()));
+        converted.reset(converted->reorderData(kept.dataOrdering()));
     }
     return converted;
 }
@@ -162,7 +127,7 @@ bool equivalentElements(const IVariantData& lhs, const IVariantData& rhs, Conver
         // Vectors, and shapes such as [1, 5, 1], lie the same in both
         // orderings, so only true matrices pay for a reorder.
         if (leftOrdering != rightOrdering && orderingMatters(lhs.dimensions())) {
-            const HeldData reordered(rhs.reorderData(leftOrdering));
+            const OwnedStorage<const IVariantData> reordered(rhs.reorderData(leftOrdering));
             return compare(leftType, lhs, *reordered);
         }
         return compare(leftType, lhs, rhs);
@@ -174,23 +139,23 @@ bool equivalentElements(const IVariantData& lhs, const IVariantData& rhs, Conver
     }
     // A refused conversion leaves nothing to compare: not equivalent.
     if (common == leftType) {
-        const HeldData converted = convertToKeptSide(lhs, rhs, common, mode);
+        const OwnedStorage<const IVariantData> converted = convertToKeptSide(lhs, rhs, common, mode);
         return converted && compare(common, lhs, *converted);
     }
     if (common == rightType) {
-        const HeldData converted = convertToKeptSide(rhs, lhs, common, mode);
+        const OwnedStorage<const IVariantData> converted = convertToKeptSide(rhs, lhs, common, mode);
         return converted && compare(common, *converted, rhs);
     }
-    const HeldData left(lhs.convertDataTo(common, mode));
+    const OwnedStorage<const IVariantData> left(lhs.convertDataTo(common, mode));
     if (!left) {
         return false;
     }
-    HeldData right(rhs.convertDataTo(common, mode));
+    OwnedStorage<const IVariantData> right(rhs.convertDataTo(common, mode));
     if (!right) {
         return false;
     }
     if (orderingMatters(lhs.dimensions())) {
-        right.replace(right->reorderData(leftOrdering));
+        right.reset(right->reorderData(leftOrdering));
     }
     return compare(common, *left, *right);
 }

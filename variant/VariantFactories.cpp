@@ -5,11 +5,10 @@
 #include <string>
 #include <utility>
 
-#include "LumCore/ZVariantDirectStorage.hpp"
-#include "types/conversion/ConvertElements.hpp"
-#include "LumCore/ElementTypeDispatch.hpp"
-#include "LumCore/ScalarVariantData.hpp"
-#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/internal/ZVariantDirectStorage.hpp"
+#include "variant/StorageInstances.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -86,28 +85,28 @@ IVariantData* constructVariantDataFromMovedVector(std::vector<T> data, ArrayDime
     return new StdVectorVariantData<T>(std::move(data), dimensions, ordering);
 }
 
-#define LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES(T)                                                 \
+#define LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES(word, enumerator, code, T)                   \
     template LUM_API IVariantData* constructVariantScalar<T>(void*, std::size_t, T);                      \
     template LUM_API IVariantData* constructVariantVectorWithDataWithDimsUnresolved<T>(                    \
         const void*, std::size_t, ArrayDimensionsView, DataOrdering);                                     \
     template LUM_API IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved<T>(ArrayDimensionsView, \
                                                                                           DataOrdering);
-#define LUMCORE_INSTANTIATE_MOVE_FACTORY(T) \
+#define LUMCORE_INSTANTIATE_MOVE_FACTORY(word, enumerator, code, T) \
     template LUM_API IVariantData* moveVariantScalar<T>(void*, std::size_t, T&&);
-#define LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(T) \
+#define LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(word, enumerator, code, T) \
     template LUM_API IVariantData* constructVariantDataFromMovedVector<T>(std::vector<T>, ArrayDimensionsView, DataOrdering);
 
-LUMCORE_WELL_KNOWN_ELEMENT_CLASSES(LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES)
+LUMCORE_ELEMENT_TYPES(LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES)
 
-// Moved scalars: every well-known class but ZString, whose place std::string
-// takes (a std::string scalar has no other factory).
-LUMCORE_NUMERIC_AND_TIME_CLASSES(LUMCORE_INSTANTIATE_MOVE_FACTORY)
-LUMCORE_INSTANTIATE_MOVE_FACTORY(bool)
-LUMCORE_INSTANTIATE_MOVE_FACTORY(std::string)
+// Moved scalars: every class the library stores but ZString, whose place
+// std::string takes (a std::string scalar has no other factory).
+LUMCORE_ELEMENT_TYPE_BOOL(LUMCORE_INSTANTIATE_MOVE_FACTORY)
+LUMCORE_ELEMENT_TYPES_BUT_BOOL_AND_STRING(LUMCORE_INSTANTIATE_MOVE_FACTORY)
+LUMCORE_LIBRARY_CUSTOM_CLASSES(LUMCORE_INSTANTIATE_MOVE_FACTORY)
 
-// Adopted vectors: every well-known class but bool, as std::vector<bool>
-// does not hold one element per byte.
-LUMCORE_NUMERIC_AND_TIME_CLASSES(LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY)
-LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(ZString)
+// Adopted vectors: every element class but bool, as std::vector<bool> does
+// not hold one element per byte.
+LUMCORE_ELEMENT_TYPES_BUT_BOOL_AND_STRING(LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY)
+LUMCORE_ELEMENT_TYPE_STRING(LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY)
 
 }  // namespace Marlowen::Lum::Internal

@@ -40,6 +40,7 @@
 
 #include "LumCore/ErrorRecord.h"
 #include "LumCore/Export.h"
+#include "LumCore/internal/ElementTypeList.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -78,37 +79,16 @@ typedef struct ZArrayDimensions {
     size_t size;
 } ZArrayDimensions;
 
-/* Element types: bits 0-3 numeric kind, 4-7 other kind, 14 unsigned, 15 complex. */
+/* Element types: bits 0-3 numeric kind, 4-7 other kind, 14 unsigned, 15 complex.
+ * One enumerator ZWellKnownType_<word> for each code of the element type
+ * list (LumCore/internal/ElementTypeList.h), with its value there:
+ * ZWellKnownType_double is 0x0001, ZWellKnownType_int32 0x0006,
+ * ZWellKnownType_complexUnsignedInt8 0xC004, and so on; ZWellKnownType_unknown
+ * is 0. */
 typedef uint16_t ZWellKnownType;
-enum {
-    ZWellKnownType_unknown = 0x0000,
-    ZWellKnownType_double = 0x0001,
-    ZWellKnownType_float = 0x0002,
-    ZWellKnownType_int8 = 0x0004,
-    ZWellKnownType_int16 = 0x0005,
-    ZWellKnownType_int32 = 0x0006,
-    ZWellKnownType_int64 = 0x0007,
-    ZWellKnownType_string = 0x0010,
-    ZWellKnownType_customType = 0x0020,
-    ZWellKnownType_duration = 0x0030,
-    ZWellKnownType_timePoint = 0x0040,
-    ZWellKnownType_bool = 0x4003,
-    ZWellKnownType_unsignedInt8 = 0x4004,
-    ZWellKnownType_unsignedInt16 = 0x4005,
-    ZWellKnownType_unsignedInt32 = 0x4006,
-    ZWellKnownType_unsignedInt64 = 0x4007,
-    ZWellKnownType_complexDouble = 0x8001,
-    ZWellKnownType_complexFloat = 0x8002,
-    ZWellKnownType_complexInt8 = 0x8004,
-    ZWellKnownType_complexInt16 = 0x8005,
-    ZWellKnownType_complexInt32 = 0x8006,
-    ZWellKnownType_complexInt64 = 0x8007,
-    ZWellKnownType_complexBool = 0xC003,
-    ZWellKnownType_complexUnsignedInt8 = 0xC004,
-    ZWellKnownType_complexUnsignedInt16 = 0xC005,
-    ZWellKnownType_complexUnsignedInt32 = 0xC006,
-    ZWellKnownType_complexUnsignedInt64 = 0xC007
-};
+#define LUMCORE_C_TYPE_ENUMERATOR(word, enumerator, code, Class) ZWellKnownType_##word = code,
+enum { ZWellKnownType_unknown = 0x0000, LUMCORE_TYPE_CODES(LUMCORE_C_TYPE_ENUMERATOR) };
+#undef LUMCORE_C_TYPE_ENUMERATOR
 
 typedef uint32_t ZDataOrdering;
 enum { ZDataOrdering_RowMajor = 0, ZDataOrdering_ColumnMajor = 1 };

@@ -23,6 +23,7 @@
 #include "LumCore/Duration.hpp"
 #include "LumCore/Export.h"
 #include "LumCore/TimePoint.hpp"
+#include "LumCore/internal/ElementTypeList.h"
 
 namespace Marlowen::Lum {
 
@@ -31,37 +32,15 @@ class ZStringGeneric;
 namespace Internal {
 class ZStringDataSharable;
 }
+using ZString = ZStringGeneric<Internal::ZStringDataSharable>;
 
 namespace Internal {
 
 enum class WellKnownTypeValue : std::uint16_t {
     unknown = 0x0000,
-    double_ = 0x0001,
-    float_ = 0x0002,
-    int8 = 0x0004,
-    int16 = 0x0005,
-    int32 = 0x0006,
-    int64 = 0x0007,
-    string = 0x0010,
-    customType = 0x0020,
-    duration = 0x0030,
-    timePoint = 0x0040,
-    bool_ = 0x4003,
-    unsignedInt8 = 0x4004,
-    unsignedInt16 = 0x4005,
-    unsignedInt32 = 0x4006,
-    unsignedInt64 = 0x4007,
-    complexDouble = 0x8001,
-    complexFloat = 0x8002,
-    complexInt8 = 0x8004,
-    complexInt16 = 0x8005,
-    complexInt32 = 0x8006,
-    complexInt64 = 0x8007,
-    complexBool = 0xC003,
-    complexUnsignedInt8 = 0xC004,
-    complexUnsignedInt16 = 0xC005,
-    complexUnsignedInt32 = 0xC006,
-    complexUnsignedInt64 = 0xC007,
+#define LUMCORE_TYPE_ENUMERATOR(word, enumerator, code, Class) enumerator = code,
+    LUMCORE_TYPE_CODES(LUMCORE_TYPE_ENUMERATOR)
+#undef LUMCORE_TYPE_ENUMERATOR
 };
 
 // The bit fields of a WellKnownTypeValue.
@@ -118,37 +97,13 @@ struct WellKnownTypeOf {
     static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::customType;
 };
 
-#define LUMCORE_WELL_KNOWN(T, V)                                                  \
-    template <>                                                                   \
-    struct WellKnownTypeOf<T> {                                                   \
-        static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::V; \
-    }
-LUMCORE_WELL_KNOWN(double, double_);
-LUMCORE_WELL_KNOWN(float, float_);
-LUMCORE_WELL_KNOWN(std::int8_t, int8);
-LUMCORE_WELL_KNOWN(std::int16_t, int16);
-LUMCORE_WELL_KNOWN(std::int32_t, int32);
-LUMCORE_WELL_KNOWN(std::int64_t, int64);
-LUMCORE_WELL_KNOWN(ZStringGeneric<Internal::ZStringDataSharable>, string);
-LUMCORE_WELL_KNOWN(Duration, duration);
-LUMCORE_WELL_KNOWN(TimePoint, timePoint);
-LUMCORE_WELL_KNOWN(bool, bool_);
-LUMCORE_WELL_KNOWN(std::uint8_t, unsignedInt8);
-LUMCORE_WELL_KNOWN(std::uint16_t, unsignedInt16);
-LUMCORE_WELL_KNOWN(std::uint32_t, unsignedInt32);
-LUMCORE_WELL_KNOWN(std::uint64_t, unsignedInt64);
-LUMCORE_WELL_KNOWN(std::complex<double>, complexDouble);
-LUMCORE_WELL_KNOWN(std::complex<float>, complexFloat);
-LUMCORE_WELL_KNOWN(Complex<std::int8_t>, complexInt8);
-LUMCORE_WELL_KNOWN(Complex<std::int16_t>, complexInt16);
-LUMCORE_WELL_KNOWN(Complex<std::int32_t>, complexInt32);
-LUMCORE_WELL_KNOWN(Complex<std::int64_t>, complexInt64);
-LUMCORE_WELL_KNOWN(Complex<bool>, complexBool);
-LUMCORE_WELL_KNOWN(Complex<std::uint8_t>, complexUnsignedInt8);
-LUMCORE_WELL_KNOWN(Complex<std::uint16_t>, complexUnsignedInt16);
-LUMCORE_WELL_KNOWN(Complex<std::uint32_t>, complexUnsignedInt32);
-LUMCORE_WELL_KNOWN(Complex<std::uint64_t>, complexUnsignedInt64);
-#undef LUMCORE_WELL_KNOWN
+#define LUMCORE_WELL_KNOWN_TYPE_OF(word, enumerator, code, Class)                           \
+    template <>                                                                               \
+    struct WellKnownTypeOf<Class> {                                                           \
+        static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::enumerator; \
+    };
+LUMCORE_ELEMENT_TYPES(LUMCORE_WELL_KNOWN_TYPE_OF)
+#undef LUMCORE_WELL_KNOWN_TYPE_OF
 
 namespace Internal {
 // The element classes a variant can be made of and converted to.

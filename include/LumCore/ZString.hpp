@@ -28,14 +28,16 @@
 
 #include "LumCore/CaseSensitivity.hpp"
 #include "LumCore/Export.h"
-#include "LumCore/FlatHandle.hpp"
+#include "LumCore/internal/FlatHandle.hpp"
 #include "LumCore/LumCoreFlat.h"
-#include "LumCore/ThrowIfFailed.hpp"
+#include "LumCore/internal/ThrowIfFailed.hpp"
 #include "LumCore/ZStringLiteral.hpp"
 
 namespace Marlowen::Lum {
 
 namespace Internal {
+
+struct ZStringCaseMapping;
 
 // The owner of one reference to a shared string record, or of nothing. Each
 // operation that has a record to work on makes exactly one flat call.
@@ -46,40 +48,27 @@ public:
     // A new record holding `size` bytes from `chars`.
     ZStringDataSharable(const char* chars, std::uint64_t size)
     {
-        ErrorRecord error;
-        error.typeName = nullptr;
-        m_handle.adopt(ZStringData_C_API_constructCString(&error, chars, size));
-        throwIfFailed(error);
+        m_handle.adopt(checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_constructCString(e, chars, size); }));
     }
 
     // Replaces the record by a fresh writable one of `size` bytes and returns
     // its text; the caller writes `size` bytes and the NUL behind them.
     char* replaceWithWritable(std::uint64_t size)
     {
-        ErrorRecord error;
-        error.typeName = nullptr;
-        const StringBufferResult result = ZStringData_C_API_constructCStringWithSize(&error, size);
+        const StringBufferResult result =
+            checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_constructCStringWithSize(e, size); });
         m_handle.adopt(result.handle);
-        throwIfFailed(error);
         return result.data;
     }
 
     [[nodiscard]] std::uint64_t recordLength() const
     {
-        ErrorRecord error;
-        error.typeName = nullptr;
-        const std::uint64_t length = ZStringData_C_API_getLength(&error, m_handle.get());
-        throwIfFailed(error);
-        return length;
+        return checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_getLength(e, m_handle.get()); });
     }
 
     [[nodiscard]] const char* recordText() const
     {
-        ErrorRecord error;
-        error.typeName = nullptr;
-        const char* text = ZStringData_C_API_getConstDataPointer(&error, m_handle.get());
-        throwIfFailed(error);
-        return text;
+        return checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_getConstDataPointer(e, m_handle.get()); });
     }
 
     [[nodiscard]] bool ownsRecord() const noexcept { return m_handle.get() != nullptr; }
@@ -249,6 +238,8 @@ public:
     }
 
 private:
+    friend struct Internal::ZStringCaseMapping;
+
     [[nodiscard]] std::string_view view() const noexcept { return std::string_view(m_text, m_length); }
 
     void reserveAndAppend(const char* first, const char* second, size_type firstLength, size_type secondLength);

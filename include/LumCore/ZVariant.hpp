@@ -32,11 +32,11 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/ElementTypeName.hpp"
+#include "LumCore/internal/ElementTypeName.hpp"
 #include "LumCore/WellKnownType.hpp"
 #include "LumCore/ZString.hpp"
-#include "LumCore/ZVariantDataSharable.hpp"
-#include "LumCore/ZVariantDirectStorage.hpp"
+#include "LumCore/internal/ZVariantDataSharable.hpp"
+#include "LumCore/internal/ZVariantDirectStorage.hpp"
 
 namespace Marlowen::Lum {
 

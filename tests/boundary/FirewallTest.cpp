@@ -8,7 +8,7 @@
 #include <string>
 #include <typeinfo>
 
-#include "LumCore/ThrowIfFailed.hpp"
+#include "LumCore/internal/ThrowIfFailed.hpp"
 
 extern "C" int LumTest_C_API_raise(ErrorRecord* error, int what, const char* text);
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "LumCore/ElementTypeName.hpp"
+#include "LumCore/internal/ElementTypeName.hpp"
 #include "support/ThrownText.hpp"
 
 namespace {

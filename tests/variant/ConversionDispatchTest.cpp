@@ -5,7 +5,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "StorageTestSupport.hpp"
 
 namespace {

@@ -2,7 +2,7 @@
 // two reshapes, and the owning front that keeps a scalar in its own buffer.
 #include <typeinfo>
 
-#include "LumCore/ZVariantDirectStorage.hpp"
+#include "LumCore/internal/ZVariantDirectStorage.hpp"
 #include "StorageTestSupport.hpp"
 #include "support/CountingNew.hpp"
 

@@ -16,11 +16,12 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/Complex.hpp"
 #include "LumCore/Duration.hpp"
-#include "LumCore/IVariantDataRefCounted.hpp"
-#include "LumCore/ScalarVariantData.hpp"
+#include "LumCore/internal/IVariantDataRefCounted.hpp"
+#include "LumCore/internal/OwnedStorage.hpp"
+#include "LumCore/internal/ScalarVariantData.hpp"
 #include "LumCore/TimePoint.hpp"
 #include "LumCore/VariantFactories.hpp"
-#include "LumCore/VectorVariantData.hpp"
+#include "LumCore/internal/VectorVariantData.hpp"
 #include "LumCore/ZString.hpp"
 #include "support/ThrownText.hpp"
 
@@ -33,16 +34,7 @@ using Extents = std::vector<std::size_t>;
 constexpr auto kRow = DataOrdering::RowMajor;
 constexpr auto kColumn = DataOrdering::ColumnMajor;
 
-// One reference to a counted object, given up when the holder goes.
-struct Release {
-    void operator()(IVariantData* data) const noexcept
-    {
-        if (data != nullptr) {
-            data->destruct();
-        }
-    }
-};
-using Owned = std::unique_ptr<IVariantData, Release>;
+using Owned = OwnedStorage<IVariantData>;
 
 // The count of a counted object.
 inline std::uint32_t refCount(const IVariantData* data)

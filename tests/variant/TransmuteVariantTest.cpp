@@ -2,7 +2,7 @@
 // parts, copying only when written or reordered.
 #include <numeric>
 
-#include "LumCore/ElementTypeDispatch.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "StorageTestSupport.hpp"
 #include "variant/TransmuteComplexToRealVariant.hpp"
 #include "variant/TransmuteRealToComplexVariant.hpp"
@@ -81,7 +81,7 @@ TEST(TransmuteVariant, ConversionConvertsTheInnerArrayAndKeepsTheView)
     Owned floats(view->convertDataTo(WellKnownType(V::complexFloat), ConversionMode::Cast));
     auto* floatView = dynamic_cast<TransmuteRealToComplexVariant*>(floats.get());
     ASSERT_NE(floatView, nullptr);
-    EXPECT_EQ(floatView->inner()->wellKnownDataType(), WellKnownType(V::float_));
+    EXPECT_EQ(floatView->wellKnownDataType(), WellKnownType(V::complexFloat));
     EXPECT_EQ(extentsOf(*floats), (Extents{2, 2}));
     EXPECT_EQ(elementsOf<std::complex<float>>(*floats)[3], std::complex<float>(6, 7));
 

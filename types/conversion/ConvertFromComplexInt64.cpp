@@ -1,6 +1,0 @@
-// The 25 conversion kernels from Complex<std::int64_t>.
-#include "types/conversion/ConvertElementsImpl.hpp"
-
-namespace Marlowen::Lum::Internal {
-LUMCORE_INSTANTIATE_CONVERSIONS_FROM(Complex<std::int64_t>)
-}  // namespace Marlowen::Lum::Internal

@@ -1,6 +1,0 @@
-// The 25 conversion kernels from std::int16_t.
-#include "types/conversion/ConvertElementsImpl.hpp"
-
-namespace Marlowen::Lum::Internal {
-LUMCORE_INSTANTIATE_CONVERSIONS_FROM(std::int16_t)
-}  // namespace Marlowen::Lum::Internal
