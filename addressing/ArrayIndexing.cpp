@@ -55,15 +55,9 @@ std::vector<std::uint64_t> prepareIndices(std::vector<std::uint64_t>& out, std::
 
 }  // namespace
 
-ArrayIndexing& ArrayIndexing::operator=(const ArrayIndexing&)
-{
-    return *this;
-}
+ArrayIndexing& ArrayIndexing::operator=(const ArrayIndexing&) { return *this; }
 
-ArrayIndexing& ArrayIndexing::operator=(ArrayIndexing&&)
-{
-    return *this;
-}
+ArrayIndexing& ArrayIndexing::operator=(ArrayIndexing&&) { return *this; }
 
 std::uint64_t ArrayIndexing::CalculateDimStrideColumnMajor(std::uint64_t dimension, ArrayDimensionsView dims)
 {

@@ -54,10 +54,7 @@ void runConversion(benchmark::State& state, ConversionMode mode, Fill fill)
 
 // Values that vary, stay in range of every target, and are integral so that
 // Lossless from double succeeds.
-double integralValue(std::size_t i)
-{
-    return static_cast<double>(static_cast<std::int64_t>(i % 200003) - 100001);
-}
+double integralValue(std::size_t i) { return static_cast<double>(static_cast<std::int64_t>(i % 200003) - 100001); }
 
 void BM_Conv_Cast_Int32ToDouble(benchmark::State& state)
 {
@@ -67,8 +64,7 @@ void BM_Conv_Cast_Int32ToDouble(benchmark::State& state)
 
 void BM_Conv_Cast_DoubleToFloat(benchmark::State& state)
 {
-    runConversion<double, float>(state, ConversionMode::Cast,
-                                 [](std::size_t i) { return integralValue(i) / 7.0; });
+    runConversion<double, float>(state, ConversionMode::Cast, [](std::size_t i) { return integralValue(i) / 7.0; });
 }
 
 void BM_Conv_Cast_Int64ToInt8(benchmark::State& state)

@@ -40,8 +40,8 @@ constexpr std::size_t kBytes = kCount * sizeof(double);
 IVariantData* makeSource()
 {
     const std::vector<std::size_t> extents{kSide, kSide};
-    IVariantData* array =
-        constructVariantVectorWithoutDataWithDimsUnresolved<double>(ArrayDimensionsView(extents), DataOrdering::RowMajor);
+    IVariantData* array = constructVariantVectorWithoutDataWithDimsUnresolved<double>(ArrayDimensionsView(extents),
+                                                                                      DataOrdering::RowMajor);
     auto* elements = static_cast<double*>(array->mutableStoredData());
     for (std::size_t i = 0; i < kCount; ++i) {
         elements[i] = static_cast<double>(i);
@@ -98,8 +98,8 @@ void BM_ShareArray_CopyDestruct(benchmark::State& state)
 {
     constexpr int kBatch = 4096;
     const std::vector<std::size_t> extents{16};
-    IVariantData* array =
-        constructVariantVectorWithoutDataWithDimsUnresolved<double>(ArrayDimensionsView(extents), DataOrdering::RowMajor);
+    IVariantData* array = constructVariantVectorWithoutDataWithDimsUnresolved<double>(ArrayDimensionsView(extents),
+                                                                                      DataOrdering::RowMajor);
     // A count on its own cache line, as the array's is.
     alignas(64) std::atomic<std::uint32_t> count{1};
     std::atomic<std::uint32_t>* counter = &count;

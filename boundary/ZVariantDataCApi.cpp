@@ -3,8 +3,8 @@
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
-#include "boundary/GuardedCall.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "boundary/GuardedCall.hpp"
 #include "variant/NullVariantData.hpp"
 #include "variant/StorageInstances.hpp"
 #include "variant/VariantComparison.hpp"
@@ -15,34 +15,22 @@ using namespace Marlowen::Lum;
 using namespace Marlowen::Lum::Internal;
 
 // A flat handle is the storage object's address, opaque to the caller.
-IVariantData* storage(ZVariantData* handle) noexcept
-{
-    return reinterpret_cast<IVariantData*>(handle);
-}
+IVariantData* storage(ZVariantData* handle) noexcept { return reinterpret_cast<IVariantData*>(handle); }
 
-ZVariantData* handleOf(IVariantData* data) noexcept
-{
-    return reinterpret_cast<ZVariantData*>(data);
-}
+ZVariantData* handleOf(IVariantData* data) noexcept { return reinterpret_cast<ZVariantData*>(data); }
 
 ArrayDimensionsView viewOf(ZArrayDimensions dimensions) noexcept
 {
     return ArrayDimensionsView(dimensions.data, dimensions.size);
 }
 
-WellKnownType typeOf(ZWellKnownType code) noexcept
-{
-    return WellKnownType::fromBits(code);
-}
+WellKnownType typeOf(ZWellKnownType code) noexcept { return WellKnownType::fromBits(code); }
 
 }  // namespace
 
 extern "C" {
 
-LUM_API ZVariantData* ZVariantData_C_API_constructNull(void)
-{
-    return handleOf(flatNullVariant());
-}
+LUM_API ZVariantData* ZVariantData_C_API_constructNull(void) { return handleOf(flatNullVariant()); }
 
 LUM_API ZVariantData* ZVariantData_C_API_constructScalar(ErrorRecord* error, const void* value, ZWellKnownType type)
 {
@@ -160,9 +148,8 @@ LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, ZVari
 LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs,
                                                ZConversionMode mode)
 {
-    return guardedCall(error, [&] {
-        return isEquivalentTo(*storage(lhs), *storage(rhs), static_cast<ConversionMode>(mode));
-    });
+    return guardedCall(error,
+                       [&] { return isEquivalentTo(*storage(lhs), *storage(rhs), static_cast<ConversionMode>(mode)); });
 }
 
 LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs)

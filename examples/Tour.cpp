@@ -15,10 +15,7 @@ namespace {
 using namespace Marlowen::Lum;
 using namespace Marlowen::Lum::Literals;
 
-void section(const char* title)
-{
-    std::cout << "\n== " << title << " ==\n";
-}
+void section(const char* title) { std::cout << "\n== " << title << " ==\n"; }
 
 void strings()
 {
@@ -79,9 +76,8 @@ void variants()
 {
     section("Variants: scalars and arrays");
     const ZVariant temperature = 21.5;  // lives inside the value: no allocation
-    std::cout << "scalar:    " << temperature.as<double>() << " as double, " << temperature.as<int>()
-              << " as int, \"" << temperature.convertTo<ZString>(ConversionMode::CastOrParse).as<ZString>()
-              << "\" as text\n";
+    std::cout << "scalar:    " << temperature.as<double>() << " as double, " << temperature.as<int>() << " as int, \""
+              << temperature.convertTo<ZString>(ConversionMode::CastOrParse).as<ZString>() << "\" as text\n";
 
     const std::vector<std::size_t> shape{2, 3};
     const std::int32_t counts[] = {1, 2, 3, 4, 5, 6};
@@ -96,8 +92,8 @@ void variants()
     printElements("converted:", asDouble);
 
     std::cout << std::boolalpha << "compared:  int32 row-major vs double column-major equivalent? "
-              << columns.convertTo<double>().isEquivalentTo(grid) << ", identical? "
-              << columns.isIdenticalTo(grid) << "\n";
+              << columns.convertTo<double>().isEquivalentTo(grid) << ", identical? " << columns.isIdenticalTo(grid)
+              << "\n";
 
     section("ZVariantAbi: the same through the flat C interface");
     const ZVariantAbi portable(counts, 6, shape);
@@ -143,12 +139,12 @@ void customData()
     section("An application's own class, carried as custom data");
     const ZVariant calibration(Calibration{0.5, 1.02});  // explicit: one counted heap object
     std::cout << std::boolalpha << "holds Calibration? " << calibration.holds<Calibration>() << ", type "
-              << calibration.wellKnownDataType().toString() << ", gain "
-              << calibration.elementAt<Calibration>(0).gain << "\n";
+              << calibration.wellKnownDataType().toString() << ", gain " << calibration.elementAt<Calibration>(0).gain
+              << "\n";
     std::cout << "equal to another {0.5, 1.02}? " << calibration.isEquivalentTo(ZVariant(Calibration{0.5, 1.02}))
               << "\n";
 
-    std::vector<Calibration> unset(3);  // all default
+    std::vector<Calibration> unset(3);       // all default
     const ZVariant table(std::move(unset));  // adopts the vector's block
     printElements("defaults to double:", table.convertTo<double>(ConversionMode::Lossless));
     try {

@@ -11,18 +11,11 @@
 
 namespace Marlowen::Lum::Internal {
 
-
 inline constexpr std::uint64_t kNotFound = ~std::uint64_t{0};
 
-[[noreturn]] inline void throwInvalidViewPosition()
-{
-    throw std::out_of_range("invalid string_view position");
-}
+[[noreturn]] inline void throwInvalidViewPosition() { throw std::out_of_range("invalid string_view position"); }
 
-[[noreturn]] inline void throwInvalidPosition()
-{
-    throw std::out_of_range("invalid string position");
-}
+[[noreturn]] inline void throwInvalidPosition() { throw std::out_of_range("invalid string position"); }
 
 // The builders' bounded copy (strncpy_s with a destination of n + 1 bytes),
 // returning how many bytes it copied so that the recount of a built value
@@ -41,7 +34,7 @@ inline std::uint64_t copyUpToNul(char* dest, const char* src, std::uint64_t n) n
 // First match of the n bytes at s in text[0, length) at or after pos. A byte
 // scan for the needle's first byte, confirmed by a comparison of the rest.
 inline std::uint64_t findBytes(const char* text, std::uint64_t length, const char* s, std::uint64_t n,
-                        std::uint64_t pos) noexcept
+                               std::uint64_t pos) noexcept
 {
     if (n > length || pos > length - n) {
         return kNotFound;
@@ -52,8 +45,8 @@ inline std::uint64_t findBytes(const char* text, std::uint64_t length, const cha
     const char* cursor = text + pos;
     const char* const lastStart = text + (length - n);
     while (cursor <= lastStart) {
-        const void* hit = std::memchr(cursor, static_cast<unsigned char>(s[0]),
-                                      static_cast<std::size_t>(lastStart - cursor) + 1);
+        const void* hit =
+            std::memchr(cursor, static_cast<unsigned char>(s[0]), static_cast<std::size_t>(lastStart - cursor) + 1);
         if (hit == nullptr) {
             return kNotFound;
         }
@@ -82,7 +75,7 @@ struct ByteSet {
 
 // Forward scan from pos for the first byte whose membership equals `wanted`.
 inline std::uint64_t scanForward(const char* text, std::uint64_t length, std::uint64_t pos, const ByteSet& set,
-                          bool wanted) noexcept
+                                 bool wanted) noexcept
 {
     for (std::uint64_t i = pos; i < length; ++i) {
         if (set.contains(text[i]) == wanted) {
@@ -94,7 +87,7 @@ inline std::uint64_t scanForward(const char* text, std::uint64_t length, std::ui
 
 // Downward scan from min(length - 1, pos); the caller rules out length 0.
 inline std::uint64_t scanBackward(const char* text, std::uint64_t length, std::uint64_t pos, const ByteSet& set,
-                           bool wanted) noexcept
+                                  bool wanted) noexcept
 {
     for (std::uint64_t i = std::min(length - 1, pos) + 1; i-- > 0;) {
         if (set.contains(text[i]) == wanted) {

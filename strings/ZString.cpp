@@ -209,7 +209,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find(char ch, siz
 
 template <class Data>
 typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find(const char* s, size_type pos,
-                                                                     size_type n) const noexcept
+                                                                    size_type n) const noexcept
 {
     return Internal::findBytes(m_text, m_length, s, n, pos);
 }
@@ -230,7 +230,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::rfind(char ch, si
 
 template <class Data>
 typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::rfind(const char* s, size_type pos,
-                                                                      size_type n) const noexcept
+                                                                     size_type n) const noexcept
 {
     if (n == 0) {
         return std::min(m_length, pos);
@@ -254,7 +254,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_of(cha
 
 template <class Data>
 typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_of(const char* s, size_type pos,
-                                                                              size_type n) const noexcept
+                                                                             size_type n) const noexcept
 {
     if (n == 0 || pos >= m_length) {
         return npos;
@@ -263,8 +263,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_of(con
 }
 
 template <class Data>
-typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_not_of(char ch,
-                                                                                  size_type pos) const noexcept
+typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_not_of(char ch, size_type pos) const noexcept
 {
     for (size_type i = pos; i < m_length; ++i) {
         if (m_text[i] != ch) {
@@ -276,7 +275,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_not_of
 
 template <class Data>
 typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_first_not_of(const char* s, size_type pos,
-                                                                                  size_type n) const noexcept
+                                                                                 size_type n) const noexcept
 {
     if (pos >= m_length) {
         return npos;
@@ -292,7 +291,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_of(char
 
 template <class Data>
 typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_of(const char* s, size_type pos,
-                                                                             size_type n) const noexcept
+                                                                            size_type n) const noexcept
 {
     if (n == 0 || m_length == 0) {
         return npos;
@@ -301,8 +300,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_of(cons
 }
 
 template <class Data>
-typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_not_of(char ch,
-                                                                                 size_type pos) const noexcept
+typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_not_of(char ch, size_type pos) const noexcept
 {
     if (m_length == 0) {
         return npos;
@@ -317,7 +315,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_not_of(
 
 template <class Data>
 typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_not_of(const char* s, size_type pos,
-                                                                                 size_type n) const noexcept
+                                                                                size_type n) const noexcept
 {
     if (m_length == 0) {
         return npos;

@@ -61,10 +61,9 @@ const std::map<ZString, Value>& valuesByLowerCaseWord()
 const std::map<Value, int>& promotionOrder()
 {
     static const std::map<Value, int> table = {
-        {Value::bool_, 0},          {Value::int8, 1},          {Value::unsignedInt8, 2},
-        {Value::int16, 3},          {Value::unsignedInt16, 4}, {Value::int32, 5},
-        {Value::unsignedInt32, 6},  {Value::int64, 7},         {Value::unsignedInt64, 8},
-        {Value::float_, 9},         {Value::double_, 10},
+        {Value::bool_, 0},         {Value::int8, 1},   {Value::unsignedInt8, 2},  {Value::int16, 3},
+        {Value::unsignedInt16, 4}, {Value::int32, 5},  {Value::unsignedInt32, 6}, {Value::int64, 7},
+        {Value::unsignedInt64, 8}, {Value::float_, 9}, {Value::double_, 10},
     };
     return table;
 }

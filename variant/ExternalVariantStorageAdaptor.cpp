@@ -20,7 +20,7 @@ void ExternalVariantStorageAdaptor::detachFromStorage()
     const WellKnownType type = wellKnownDataType();
     // A same-type Cast is a plain copy of the elements into a new array.
     std::unique_ptr<IVariantData> copy(m_external != nullptr ? convertForwarded(type, ConversionMode::Cast)
-                                                              : m_detached->convertDataTo(type, ConversionMode::Cast));
+                                                             : m_detached->convertDataTo(type, ConversionMode::Cast));
     m_detached = std::move(copy);
     m_external = nullptr;
     m_cachedDimensions = {};

@@ -20,10 +20,7 @@ public:
     // Forwards to `external`, which the caller keeps owning. The callable is
     // assigned separately (see constructVariantExternal), so that a failure
     // to assign it can still free the adaptor.
-    explicit ExternalVariantStorageAdaptor(ExternalVariantStorageInterface* external) noexcept
-        : m_external(external)
-    {
-    }
+    explicit ExternalVariantStorageAdaptor(ExternalVariantStorageInterface* external) noexcept : m_external(external) {}
     ~ExternalVariantStorageAdaptor() override;
 
     ExternalVariantStorageAdaptor(const ExternalVariantStorageAdaptor&) = delete;

@@ -29,8 +29,7 @@ public:
     void reshapeNoRealloc(ArrayDimensionsView dimensions) override;
 
     // Has no element type to decide the result's.
-    [[nodiscard]] IVariantData* reshapeToZVariant(const IVariantData*, ArrayDimensionsView,
-                                                  DataOrdering) const override
+    [[nodiscard]] IVariantData* reshapeToZVariant(const IVariantData*, ArrayDimensionsView, DataOrdering) const override
     {
         return nullptr;
     }

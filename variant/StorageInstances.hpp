@@ -15,17 +15,17 @@
 #endif
 
 // Scalars of every class, both forms.
-#define LUMCORE_SCALAR_STORAGE_INSTANCES(word, enumerator, code, T)                     \
+#define LUMCORE_SCALAR_STORAGE_INSTANCES(word, enumerator, code, T)                 \
     LUMCORE_STORAGE_INSTANCE class ScalarVariantData<T, IVariantDataRefCounted>;    \
     LUMCORE_STORAGE_INSTANCE class ScalarVariantDataRefCounted<T>;                  \
     LUMCORE_STORAGE_INSTANCE class ScalarVariantData<T, IVariantDataNonRefCounted>; \
     LUMCORE_STORAGE_INSTANCE class ScalarVariantDataNonCounted<T>;
 // Arrays in one block, of every element class.
-#define LUMCORE_ARRAY_STORAGE_INSTANCES(word, enumerator, code, T)                \
+#define LUMCORE_ARRAY_STORAGE_INSTANCES(word, enumerator, code, T)            \
     LUMCORE_STORAGE_INSTANCE class ArrayVariantData<T, VectorVariantData<T>>; \
     LUMCORE_STORAGE_INSTANCE class VectorVariantData<T>;
 // Adopted vectors, of every element class but bool.
-#define LUMCORE_ADOPTED_STORAGE_INSTANCES(word, enumerator, code, T)                 \
+#define LUMCORE_ADOPTED_STORAGE_INSTANCES(word, enumerator, code, T)             \
     LUMCORE_STORAGE_INSTANCE class ArrayVariantData<T, StdVectorVariantData<T>>; \
     LUMCORE_STORAGE_INSTANCE class StdVectorVariantData<T>;
 

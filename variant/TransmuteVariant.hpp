@@ -66,8 +66,7 @@ public:
         m_dimensions = dimensions.toVector();
     }
 
-    [[nodiscard]] IVariantData* reshapeToZVariant(const IVariantData*, ArrayDimensionsView,
-                                                  DataOrdering) const override
+    [[nodiscard]] IVariantData* reshapeToZVariant(const IVariantData*, ArrayDimensionsView, DataOrdering) const override
     {
         throw std::runtime_error("Reshaping to ZVariant is not allowed for Transmute Variant");
     }

@@ -97,8 +97,8 @@ bool typedElementsEqual(const T* lhs, const T* rhs, std::size_t count)
 
 // The other side converted to `common`, and brought to the kept side's
 // ordering where that matters. Empty when the conversion refused.
-OwnedStorage<const IVariantData> convertToKeptSide(const IVariantData& kept, const IVariantData& other, WellKnownType common,
-                           ConversionMode mode)
+OwnedStorage<const IVariantData> convertToKeptSide(const IVariantData& kept, const IVariantData& other,
+                                                   WellKnownType common, ConversionMode mode)
 {
     OwnedStorage<const IVariantData> converted(other.convertDataTo(common, mode));
     if (converted && orderingMatters(kept.dimensions())) {

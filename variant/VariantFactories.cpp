@@ -72,8 +72,7 @@ IVariantData* constructVariantVectorWithDataWithDimsUnresolved(const void* data,
 }
 
 template <class T>
-IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved(ArrayDimensionsView dimensions,
-                                                                  DataOrdering ordering)
+IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved(ArrayDimensionsView dimensions, DataOrdering ordering)
 {
     return VectorVariantData<T>::create(dimensions, ordering);
 }
@@ -85,16 +84,17 @@ IVariantData* constructVariantDataFromMovedVector(std::vector<T> data, ArrayDime
     return new StdVectorVariantData<T>(std::move(data), dimensions, ordering);
 }
 
-#define LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES(word, enumerator, code, T)                   \
-    template LUM_API IVariantData* constructVariantScalar<T>(void*, std::size_t, T);                      \
-    template LUM_API IVariantData* constructVariantVectorWithDataWithDimsUnresolved<T>(                    \
-        const void*, std::size_t, ArrayDimensionsView, DataOrdering);                                     \
+#define LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES(word, enumerator, code, T)                              \
+    template LUM_API IVariantData* constructVariantScalar<T>(void*, std::size_t, T);                           \
+    template LUM_API IVariantData* constructVariantVectorWithDataWithDimsUnresolved<T>(                        \
+        const void*, std::size_t, ArrayDimensionsView, DataOrdering);                                          \
     template LUM_API IVariantData* constructVariantVectorWithoutDataWithDimsUnresolved<T>(ArrayDimensionsView, \
                                                                                           DataOrdering);
 #define LUMCORE_INSTANTIATE_MOVE_FACTORY(word, enumerator, code, T) \
     template LUM_API IVariantData* moveVariantScalar<T>(void*, std::size_t, T&&);
-#define LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(word, enumerator, code, T) \
-    template LUM_API IVariantData* constructVariantDataFromMovedVector<T>(std::vector<T>, ArrayDimensionsView, DataOrdering);
+#define LUMCORE_INSTANTIATE_MOVED_VECTOR_FACTORY(word, enumerator, code, T)                                    \
+    template LUM_API IVariantData* constructVariantDataFromMovedVector<T>(std::vector<T>, ArrayDimensionsView, \
+                                                                          DataOrdering);
 
 LUMCORE_ELEMENT_TYPES(LUMCORE_INSTANTIATE_SCALAR_AND_ARRAY_FACTORIES)
 

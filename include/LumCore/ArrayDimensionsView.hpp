@@ -18,7 +18,8 @@ class ArrayDimensionsView {
 public:
     constexpr ArrayDimensionsView() noexcept = default;
     constexpr ArrayDimensionsView(const std::size_t* data, std::size_t size) noexcept : m_data(data), m_size(size) {}
-    ArrayDimensionsView(const std::vector<std::size_t>& extents) noexcept : m_data(extents.data()), m_size(extents.size())
+    ArrayDimensionsView(const std::vector<std::size_t>& extents) noexcept
+        : m_data(extents.data()), m_size(extents.size())
     {
     }
 

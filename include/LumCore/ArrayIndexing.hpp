@@ -40,10 +40,10 @@ public:
     // The offset of `indices`. A count of indices other than the number of
     // dimensions throws std::invalid_argument; with `check`, an index past
     // its dimension throws std::out_of_range.
-    static std::uint64_t calculateOffsetColumnMajor(const std::vector<std::uint64_t>& indices,
-                                                    ArrayDimensionsView dims, bool check);
-    static std::uint64_t calculateOffsetRowMajor(const std::vector<std::uint64_t>& indices,
-                                                 ArrayDimensionsView dims, bool check);
+    static std::uint64_t calculateOffsetColumnMajor(const std::vector<std::uint64_t>& indices, ArrayDimensionsView dims,
+                                                    bool check);
+    static std::uint64_t calculateOffsetRowMajor(const std::vector<std::uint64_t>& indices, ArrayDimensionsView dims,
+                                                 bool check);
 };
 
 }  // namespace Marlowen::Lum

@@ -43,9 +43,9 @@ namespace Internal {
 // puts the real part first, and a size of two parts at the alignment of one
 // leaves no room for padding between or after them.
 template <class T>
-inline constexpr bool kIsTwoAdjacentParts = std::is_trivially_copyable_v<Complex<T>> &&
-                                            std::is_standard_layout_v<Complex<T>> &&
-                                            sizeof(Complex<T>) == 2 * sizeof(T) && alignof(Complex<T>) == alignof(T);
+inline constexpr bool kIsTwoAdjacentParts =
+    std::is_trivially_copyable_v<Complex<T>>&& std::is_standard_layout_v<Complex<T>> &&
+    sizeof(Complex<T>) == 2 * sizeof(T) && alignof(Complex<T>) == alignof(T);
 }  // namespace Internal
 
 static_assert(Internal::kIsTwoAdjacentParts<bool>);

@@ -9,15 +9,15 @@
 #define LUMCORE_EXPORT_H
 
 #if defined(_WIN32)
-#  if defined(LUMCORE_BUILDING_LIBRARY)
-#    define LUM_API __declspec(dllexport)
-#  else
-#    define LUM_API __declspec(dllimport)
-#  endif
-#  define LUM_LOCAL
+#if defined(LUMCORE_BUILDING_LIBRARY)
+#define LUM_API __declspec(dllexport)
 #else
-#  define LUM_API __attribute__((visibility("default")))
-#  define LUM_LOCAL __attribute__((visibility("hidden")))
+#define LUM_API __declspec(dllimport)
+#endif
+#define LUM_LOCAL
+#else
+#define LUM_API __attribute__((visibility("default")))
+#define LUM_LOCAL __attribute__((visibility("hidden")))
 #endif
 
 #endif /* LUMCORE_EXPORT_H */

@@ -16,7 +16,10 @@ struct TimePoint {
     std::int64_t s = 0;
     std::uint64_t f = 0;
 
-    friend constexpr bool operator==(const TimePoint& a, const TimePoint& b) noexcept { return a.s == b.s && a.f == b.f; }
+    friend constexpr bool operator==(const TimePoint& a, const TimePoint& b) noexcept
+    {
+        return a.s == b.s && a.f == b.f;
+    }
     friend constexpr bool operator!=(const TimePoint& a, const TimePoint& b) noexcept { return !(a == b); }
 };
 

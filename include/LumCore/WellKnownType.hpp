@@ -97,9 +97,9 @@ struct WellKnownTypeOf {
     static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::customType;
 };
 
-#define LUMCORE_WELL_KNOWN_TYPE_OF(word, enumerator, code, Class)                           \
-    template <>                                                                               \
-    struct WellKnownTypeOf<Class> {                                                           \
+#define LUMCORE_WELL_KNOWN_TYPE_OF(word, enumerator, code, Class)                                       \
+    template <>                                                                                         \
+    struct WellKnownTypeOf<Class> {                                                                     \
         static constexpr Internal::WellKnownTypeValue value = Internal::WellKnownTypeValue::enumerator; \
     };
 LUMCORE_ELEMENT_TYPES(LUMCORE_WELL_KNOWN_TYPE_OF)

@@ -28,10 +28,10 @@
 
 #include "LumCore/CaseSensitivity.hpp"
 #include "LumCore/Export.h"
-#include "LumCore/internal/FlatHandle.hpp"
 #include "LumCore/LumCoreFlat.h"
-#include "LumCore/internal/ThrowIfFailed.hpp"
 #include "LumCore/ZStringLiteral.hpp"
+#include "LumCore/internal/FlatHandle.hpp"
+#include "LumCore/internal/ThrowIfFailed.hpp"
 
 namespace Marlowen::Lum {
 
@@ -48,7 +48,8 @@ public:
     // A new record holding `size` bytes from `chars`.
     ZStringDataSharable(const char* chars, std::uint64_t size)
     {
-        m_handle.adopt(checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_constructCString(e, chars, size); }));
+        m_handle.adopt(
+            checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_constructCString(e, chars, size); }));
     }
 
     // Replaces the record by a fresh writable one of `size` bytes and returns
@@ -68,7 +69,8 @@ public:
 
     [[nodiscard]] const char* recordText() const
     {
-        return checkedFlatCall([&](ErrorRecord* e) { return ZStringData_C_API_getConstDataPointer(e, m_handle.get()); });
+        return checkedFlatCall(
+            [&](ErrorRecord* e) { return ZStringData_C_API_getConstDataPointer(e, m_handle.get()); });
     }
 
     [[nodiscard]] bool ownsRecord() const noexcept { return m_handle.get() != nullptr; }
@@ -99,7 +101,9 @@ public:
         : m_data(static_cast<Data&&>(other.m_data)), m_text(other.m_text), m_length(other.m_length)
     {
     }
-    ZStringGeneric(const ZStringGeneric& other) : m_data(other.m_data), m_text(other.m_text), m_length(other.m_length) {}
+    ZStringGeneric(const ZStringGeneric& other) : m_data(other.m_data), m_text(other.m_text), m_length(other.m_length)
+    {
+    }
     ZStringGeneric(const ZStringGeneric& other, size_type pos, size_type count);
     ZStringGeneric(const std::string& text);
     ZStringGeneric(std::string&& text);
@@ -262,22 +266,10 @@ inline bool operator==(const ZString& a, const ZString& b) noexcept
 {
     return std::string_view(a) == std::string_view(b);
 }
-inline bool operator!=(const ZString& a, const ZString& b) noexcept
-{
-    return !(a == b);
-}
-inline bool operator<(const ZString& a, const ZString& b) noexcept
-{
-    return std::string_view(a) < std::string_view(b);
-}
-inline bool operator==(const ZString& a, std::string_view b) noexcept
-{
-    return std::string_view(a) == b;
-}
-inline bool operator!=(const ZString& a, std::string_view b) noexcept
-{
-    return !(a == b);
-}
+inline bool operator!=(const ZString& a, const ZString& b) noexcept { return !(a == b); }
+inline bool operator<(const ZString& a, const ZString& b) noexcept { return std::string_view(a) < std::string_view(b); }
+inline bool operator==(const ZString& a, std::string_view b) noexcept { return std::string_view(a) == b; }
+inline bool operator!=(const ZString& a, std::string_view b) noexcept { return !(a == b); }
 // NUL-terminated text, so that `text == "abc"` is never ambiguous. A
 // template, so that it matches a ZString exactly and never lends itself to
 // text that would first have to be converted to one.
@@ -291,10 +283,7 @@ bool operator!=(const Z& a, const char* b) noexcept
 {
     return !(a == b);
 }
-inline std::ostream& operator<<(std::ostream& out, const ZString& text)
-{
-    return out << std::string_view(text);
-}
+inline std::ostream& operator<<(std::ostream& out, const ZString& text) { return out << std::string_view(text); }
 
 }  // namespace Marlowen::Lum
 

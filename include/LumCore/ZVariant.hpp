@@ -32,9 +32,9 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/internal/ElementTypeName.hpp"
 #include "LumCore/WellKnownType.hpp"
 #include "LumCore/ZString.hpp"
+#include "LumCore/internal/ElementTypeName.hpp"
 #include "LumCore/internal/ZVariantDataSharable.hpp"
 #include "LumCore/internal/ZVariantDirectStorage.hpp"
 
@@ -51,14 +51,16 @@ namespace Internal {
 // application's, but not the variant itself, nor what the library stores in
 // a form of its own (text).
 template <class T>
-struct IsZVariantGeneric : std::false_type {};
+struct IsZVariantGeneric : std::false_type {
+};
 template <class Storage>
-struct IsZVariantGeneric<ZVariantGeneric<Storage>> : std::true_type {};
+struct IsZVariantGeneric<ZVariantGeneric<Storage>> : std::true_type {
+};
 
 template <class T>
-inline constexpr bool kIsCustomElement = std::is_class_v<T> && !kIsWellKnownElement<T> &&
-                                         !std::is_same_v<T, std::string> && !std::is_convertible_v<const T&, ZString> &&
-                                         !IsZVariantGeneric<T>::value;
+inline constexpr bool kIsCustomElement =
+    std::is_class_v<T> && !kIsWellKnownElement<T> && !std::is_same_v<T, std::string> &&
+    !std::is_convertible_v<const T&, ZString> && !IsZVariantGeneric<T>::value;
 
 // The type code a value of T reports. void is the null variant's unknown;
 // custom classes have no code of their own and also expect unknown here.
@@ -110,16 +112,18 @@ public:
     // compare by it, and convert to another type only when equal to the
     // default (see ConversionDispatch.hpp). Explicit, so that nothing becomes
     // custom data by accident.
-    template <class T, class S = Storage,
-              std::enable_if_t<std::is_same_v<S, Internal::ZVariantDirectStorage> && Internal::kIsCustomElement<T>, int> = 0>
+    template <
+        class T, class S = Storage,
+        std::enable_if_t<std::is_same_v<S, Internal::ZVariantDirectStorage> && Internal::kIsCustomElement<T>, int> = 0>
     explicit ZVariantGeneric(T value) : m_storage(Storage::customScalar(std::move(value)))
     {
     }
 
     // An array of an application's class that adopts the vector's block, with
     // no copy (ZVariant only).
-    template <class T, class S = Storage,
-              std::enable_if_t<std::is_same_v<S, Internal::ZVariantDirectStorage> && Internal::kIsCustomElement<T>, int> = 0>
+    template <
+        class T, class S = Storage,
+        std::enable_if_t<std::is_same_v<S, Internal::ZVariantDirectStorage> && Internal::kIsCustomElement<T>, int> = 0>
     ZVariantGeneric(std::vector<T>&& data, ArrayDimensionsView dimensions = {},
                     DataOrdering ordering = DataOrdering::RowMajor)
         : m_storage(Storage::customMovedVector(std::move(data), dimensions, ordering))

@@ -30,11 +30,13 @@ TEST(ArrayIndexing, StridesAndOffsetsOfBothOrderings)
     EXPECT_EQ(ArrayIndexing::calculateOffsetRowMajor({0, 4}, Dims{2, 3}, false), 4u);
     EXPECT_EQ(ArrayIndexing::calculateOffsetColumnMajor({}, Dims{}, true), 0u);
 
-    EXPECT_EQ(thrownText<std::invalid_argument>(
-                  [] { (void)ArrayIndexing::calculateOffsetColumnMajor({0, 0, 0}, Dims{2, 3}, false); }),
+    EXPECT_EQ(thrownText<std::invalid_argument>([] {
+                  (void)ArrayIndexing::calculateOffsetColumnMajor({0, 0, 0}, Dims{2, 3}, false);
+              }),
               "Wrong number of indices.");
-    EXPECT_EQ(thrownText<std::out_of_range>(
-                  [] { (void)ArrayIndexing::calculateOffsetRowMajor({2, 0}, Dims{2, 3}, true); }),
+    EXPECT_EQ(thrownText<std::out_of_range>([] {
+                  (void)ArrayIndexing::calculateOffsetRowMajor({2, 0}, Dims{2, 3}, true);
+              }),
               "Indices out of bounds.");
     // A zero extent makes every index out of bounds when checked only.
     EXPECT_THROW((void)ArrayIndexing::calculateOffsetRowMajor({0, 0}, Dims{0, 3}, true), std::out_of_range);

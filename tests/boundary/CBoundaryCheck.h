@@ -6,13 +6,12 @@
 
 extern int g_failures;
 
-#define CHECK(condition)                                                    \
-    do {                                                                    \
-        if (!(condition)) {                                                 \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, \
-                    #condition);                                            \
-            ++g_failures;                                                   \
-        }                                                                   \
+#define CHECK(condition)                                                                  \
+    do {                                                                                  \
+        if (!(condition)) {                                                               \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition); \
+            ++g_failures;                                                                 \
+        }                                                                                 \
     } while (0)
 
 void run_variant_checks(void);

@@ -3,8 +3,8 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "LumCore/LumCoreFlat.h"
 #include "CBoundaryCheck.h"
+#include "LumCore/LumCoreFlat.h"
 
 static ZArrayDimensions shape(const size_t* extents, size_t count)
 {
@@ -22,7 +22,7 @@ static void writes_through_a_private_handle(void)
 
     error.typeName = NULL;
     ZVariantData* array = ZVariantData_C_API_createWithAllocatedArray(&error, ZWellKnownType_double, shape(extents, 2),
-                                                        ZDataOrdering_RowMajor);
+                                                                      ZDataOrdering_RowMajor);
     CHECK(error.typeName == NULL && array != NULL);
     array = ZVariantData_C_API_mutableStoredData(&error, array, &elements);
     for (int i = 0; i < 6; ++i) {
@@ -52,10 +52,11 @@ static void converts_compares_reorders_and_reshapes(void)
 
     error.typeName = NULL;
     ZVariantData* ints = ZVariantData_C_API_constructArray(&error, values, ZWellKnownType_int32, 6, shape(extents, 2),
-                                             ZDataOrdering_RowMajor);
+                                                           ZDataOrdering_RowMajor);
     CHECK(error.typeName == NULL);
 
-    ZVariantData* doubles = ZVariantData_C_API_convertDataTo(&error, ints, ZWellKnownType_double, ZConversionMode_Lossless);
+    ZVariantData* doubles =
+        ZVariantData_C_API_convertDataTo(&error, ints, ZWellKnownType_double, ZConversionMode_Lossless);
     CHECK(ZVariantData_C_API_wellKnownDataType(&error, doubles) == ZWellKnownType_double);
     ZArrayDimensions dims = ZVariantData_C_API_dimensions(&error, doubles);
     CHECK(dims.size == 2 && dims.data[0] == 2 && dims.data[1] == 3);
@@ -76,7 +77,7 @@ static void converts_compares_reorders_and_reshapes(void)
     ZVariantData_C_API_reshapeNoRealloc(&error, ints, shape(flat, 1));
     CHECK(error.typeName == NULL);
     ZVariantData* reshaped = ZVariantData_C_API_reshapeToZVariant(&error, ints, ZVariantData_C_API_copy(&error, ints),
-                                                    shape(square, 2), ZDataOrdering_RowMajor);
+                                                                  shape(square, 2), ZDataOrdering_RowMajor);
     CHECK(ZVariantData_C_API_numberAllocatedElements(&error, reshaped) == 4);
 
     ZVariantData_C_API_destruct(&error, reshaped);

@@ -17,8 +17,17 @@ namespace {
 using Marlowen::Lum::Internal::throwIfFailed;
 
 enum Raise {
-    Nothing = 0, BadAlloc, BadArrayNewLength, OutOfRange, InvalidArgument, LengthError, RuntimeError,
-    OverflowError, LogicError, BadCast, ForeignValue,
+    Nothing = 0,
+    BadAlloc,
+    BadArrayNewLength,
+    OutOfRange,
+    InvalidArgument,
+    LengthError,
+    RuntimeError,
+    OverflowError,
+    LogicError,
+    BadCast,
+    ForeignValue,
 };
 
 // A record full of junk, as a reused record would be.

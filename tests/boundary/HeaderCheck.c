@@ -4,7 +4,4 @@
 #include "LumCore/LumCoreFlat.h"
 
 int lumcore_header_check_c11(void);
-int lumcore_header_check_c11(void)
-{
-    return (int)sizeof(ErrorRecord);
-}
+int lumcore_header_check_c11(void) { return (int)sizeof(ErrorRecord); }

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "../support/ThrownText.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/ZVariant.hpp"
-#include "../support/ThrownText.hpp"
 
 namespace {
 

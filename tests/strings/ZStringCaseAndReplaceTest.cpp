@@ -16,10 +16,7 @@ using Marlowen::Lum::CaseSensitivity;
 using Marlowen::Lum::ZString;
 using namespace std::string_literals;
 
-std::string upToNul(const std::string& bytes)
-{
-    return bytes.substr(0, std::strlen(bytes.c_str()));
-}
+std::string upToNul(const std::string& bytes) { return bytes.substr(0, std::strlen(bytes.c_str())); }
 
 // Lower-cases byte by byte, asking the global locale for every byte.
 std::string lowerPerByte(std::string bytes)
@@ -78,8 +75,8 @@ void expectLikeModel(const std::string& input, std::string_view from, std::strin
     const ZString value(input);
     const ZString result = value.replaceAll(from, to, cs);
     ASSERT_EQ(result.to_string(), *expected)
-        << "input " << testing::PrintToString(input) << " from " << testing::PrintToString(std::string(from))
-        << " to " << testing::PrintToString(std::string(to)) << " cs " << static_cast<int>(cs);
+        << "input " << testing::PrintToString(input) << " from " << testing::PrintToString(std::string(from)) << " to "
+        << testing::PrintToString(std::string(to)) << " cs " << static_cast<int>(cs);
     // Unchanged by any match means the input's own record comes back.
     const bool matched = !from.empty() && modelSearch(input, from, 0, cs) != std::string::npos;
     ASSERT_EQ(result.c_str() == value.c_str(), !matched);

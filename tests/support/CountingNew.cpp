@@ -40,10 +40,7 @@ void* nothrowAllocate(std::size_t size, std::size_t alignment = 0) noexcept
 }  // namespace
 
 namespace LumTest {
-std::uint64_t allocationCount() noexcept
-{
-    return g_allocations.load(std::memory_order_relaxed);
-}
+std::uint64_t allocationCount() noexcept { return g_allocations.load(std::memory_order_relaxed); }
 }  // namespace LumTest
 
 void* operator new(std::size_t size) { return countedAllocate(size); }

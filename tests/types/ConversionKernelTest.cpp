@@ -149,8 +149,8 @@ TEST(ConversionCast, ArraysMatchTheElementCastIncludingSpecialValues)
     constexpr std::size_t n = 1037;
     auto values = std::make_unique<double[]>(n);
     std::mt19937_64 random(7);
-    const double specials[] = {kNaN, kInf, -kInf, 3e9, -3e9, -0.0, 2147483648.0, 9223372036854775808.0,
-                               18446744073709551616.0, 255.5, -1.0};
+    const double specials[] = {
+        kNaN, kInf, -kInf, 3e9, -3e9, -0.0, 2147483648.0, 9223372036854775808.0, 18446744073709551616.0, 255.5, -1.0};
     for (std::size_t i = 0; i < n; ++i) {
         const double scale = std::ldexp(1.0, static_cast<int>(random() % 70));
         values[i] = i % 7 == 0 ? specials[(i / 7) % std::size(specials)]
@@ -285,8 +285,11 @@ TEST(TextFormOfNumbers, DecimalIntegersOneCharacterForEightBitsAndFloatingWithAP
     EXPECT_EQ(textOf(std::uint8_t{255}), "\xFF");
     EXPECT_EQ(textOf(std::int8_t{0}), std::string(1, '\0'));
     EXPECT_EQ(textOf(false), "false");
-    for (const auto& [value, text] : {std::pair{3.0, "3.0"}, {1.0 / 3, "0.333333333333333"}, {1e20, "1e+20"},
-                                      {123456789012345.0, "123456789012345.0"}, {-1e-7, "-1e-07"}}) {
+    for (const auto& [value, text] : {std::pair{3.0, "3.0"},
+                                      {1.0 / 3, "0.333333333333333"},
+                                      {1e20, "1e+20"},
+                                      {123456789012345.0, "123456789012345.0"},
+                                      {-1e-7, "-1e-07"}}) {
         EXPECT_EQ(textOf(value), text);
     }
     EXPECT_EQ(textOf(1234567.0f), "1.23457e+06");
@@ -304,7 +307,10 @@ TEST(TextFormParsing, ReadsWhatStrtodReadsThenCastsFromDouble)
     EXPECT_EQ(parseOk<std::int32_t>("1e400"), std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(parseOk<std::uint32_t>("-1"), 0xFFFFFFFFu);
     EXPECT_EQ(parseOk<std::int64_t>("9007199254740993"), 9007199254740992);
-    EXPECT_EQ(parseOk<std::int32_t>(std::string_view("12\0" "34", 5)), 12);  // a NUL ends the text
+    EXPECT_EQ(parseOk<std::int32_t>(std::string_view("12\0"
+                                                     "34",
+                                                     5)),
+              12);                                                 // a NUL ends the text
     EXPECT_EQ(parseOk<std::int8_t>(textOf(std::int8_t{'7'})), 7);  // not 55: eight bits do not come back
     for (const std::string_view text : {"abc"sv, ""sv, " "sv, "-"sv}) {
         (void)parseOk<std::int32_t>(text, false);

@@ -35,7 +35,8 @@ TEST(ElementCast, IntegersByTwosComplementNonZeroToBoolAndComplexPartByPart)
     EXPECT_EQ(cast<std::int32_t>(std::complex<double>(1.5, 2.5)), 1);
     EXPECT_EQ((cast<Complex<bool>>(std::complex<float>(0.0f, NAN))), (Complex<bool>(false, true)));
     EXPECT_EQ((cast<Complex<std::uint8_t>>(Complex<std::int16_t>(300, -1))), (Complex<std::uint8_t>(44, 255)));
-    EXPECT_EQ((cast<Complex<std::int64_t>>(std::complex<double>(kNaN, 3e9))), (Complex<std::int64_t>(kMin64, 3000000000)));
+    EXPECT_EQ((cast<Complex<std::int64_t>>(std::complex<double>(kNaN, 3e9))),
+              (Complex<std::int64_t>(kMin64, 3000000000)));
     EXPECT_EQ((cast<std::complex<float>>(std::int8_t{-7})), (std::complex<float>(-7.0f, 0.0f)));
 }
 

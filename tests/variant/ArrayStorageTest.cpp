@@ -26,10 +26,18 @@ TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
         Extents given;
         std::optional<Extents> made;  // none: the mismatch words
     } rows[] = {
-        {false, 4, {}, Extents{4}},      {false, 4, {2, 2}, Extents{2, 2}}, {false, 4, {2, 3}, {}},
-        {false, 4, {0, 4}, {}},          {false, 0, {}, Extents{}},         {false, 0, {0, 5}, Extents{0, 5}},
-        {true, 4, {0}, Extents{4}},      {true, 4, {}, Extents{4}},         {true, 4, {2, 0, 3}, Extents{4}},
-        {true, 0, {0, 7}, Extents{0, 7}}, {true, 0, {}, Extents{}},         {true, 4, {3}, {}},
+        {false, 4, {}, Extents{4}},
+        {false, 4, {2, 2}, Extents{2, 2}},
+        {false, 4, {2, 3}, {}},
+        {false, 4, {0, 4}, {}},
+        {false, 0, {}, Extents{}},
+        {false, 0, {0, 5}, Extents{0, 5}},
+        {true, 4, {0}, Extents{4}},
+        {true, 4, {}, Extents{4}},
+        {true, 4, {2, 0, 3}, Extents{4}},
+        {true, 0, {0, 7}, Extents{0, 7}},
+        {true, 0, {}, Extents{}},
+        {true, 4, {3}, {}},
         {true, 0, {2}, {}},
     };
     for (const auto& row : rows) {
@@ -37,8 +45,9 @@ TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
                                           << ::testing::PrintToString(row.given));
         std::vector<double> values = iota(row.count);
         const double* block = values.data();
-        const auto make = [&] { return row.adopted ? adopt(std::move(values), row.given, kColumn)
-                                                   : makeArray(values, row.given, kColumn); };
+        const auto make = [&] {
+            return row.adopted ? adopt(std::move(values), row.given, kColumn) : makeArray(values, row.given, kColumn);
+        };
         if (!row.made) {
             EXPECT_EQ(thrownText<std::length_error>(make), kMismatch);
             continue;
@@ -48,7 +57,8 @@ TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
         EXPECT_EQ(array->numberAllocatedElements(), row.count);
         EXPECT_EQ(valuesOf<double>(*array, row.count), iota(row.count));
         EXPECT_EQ(array->dataOrdering(), kColumn);
-        EXPECT_EQ(typeid(*array), row.adopted ? typeid(StdVectorVariantData<double>) : typeid(VectorVariantData<double>));
+        EXPECT_EQ(typeid(*array),
+                  row.adopted ? typeid(StdVectorVariantData<double>) : typeid(VectorVariantData<double>));
         if (row.count != 0) {
             EXPECT_EQ(array->constStoredData() == block, row.adopted) << "adopted keeps the block, copied does not";
         }
@@ -74,9 +84,9 @@ TEST(ArrayStorage, NewElementsOfEachKind)
 
     // Leave dirty memory behind, so that elements that are not zeroed show.
     constexpr std::size_t kBytes = sizeof(VectorVariantData<Duration>) + 64 * 16;
-    void* dirty = ::operator new(kBytes, std::align_val_t{64});
+    void* dirty = ::operator new (kBytes, std::align_val_t{64});
     std::memset(dirty, 0xA5, kBytes);
-    ::operator delete(dirty, std::align_val_t{64});
+    ::operator delete (dirty, std::align_val_t{64});
     const Extents shape{8, 8};
     Owned durations = allocated(std::type_identity<Duration>(), shape);
     Owned complexes = allocated(std::type_identity<std::complex<double>>(), shape, kColumn);
@@ -126,10 +136,12 @@ TEST(ArrayStorage, ReshapesWithinTheRoomOfEachClass)
         Extents extents;
         bool fits;
     } steps[] = {
-        {block.get(), {3, 2}, true},   {block.get(), {2, 2}, true},   {block.get(), {1, 6}, true},
-        {block.get(), {2, 4}, false},  {block.get(), {1, 1, 1}, false}, {block.get(), {2}, true},
-        {block.get(), {2, 3}, false},  {block.get(), {6}, true},      {block.get(), {}, true},
-        {vector.get(), {2, 3}, true},  {vector.get(), {1, 2, 3}, true}, {vector.get(), {capacity}, true},
+        {block.get(), {3, 2}, true},     {block.get(), {2, 2}, true},
+        {block.get(), {1, 6}, true},     {block.get(), {2, 4}, false},
+        {block.get(), {1, 1, 1}, false}, {block.get(), {2}, true},
+        {block.get(), {2, 3}, false},    {block.get(), {6}, true},
+        {block.get(), {}, true},         {vector.get(), {2, 3}, true},
+        {vector.get(), {1, 2, 3}, true}, {vector.get(), {capacity}, true},
         {vector.get(), {2, 2, 3}, true}, {vector.get(), {capacity + 1}, false},
         {vector.get(), {}, true},  // an empty list is not checked against anything
     };
@@ -221,9 +233,21 @@ void expectReorderMatchesTheWalk(const Extents& extents)
 TEST(ArrayReorder, MatchesTheWalkBothWaysAndBack)
 {
     // Degenerate shapes, partial blocks, and more rows and columns than a tile.
-    for (const Extents& extents : std::vector<Extents>{{2, 3}, {1, 5}, {5, 1}, {7}, {0}, {}, {3, 0}, {1, 1, 1},
-                                                       {3, 2, 5, 4}, {33, 65}, {40, 1, 33}, {31, 2, 2, 33},
-                                                       {300, 20}, {20, 300}, {257, 3, 129}}) {
+    for (const Extents& extents : std::vector<Extents>{{2, 3},
+                                                       {1, 5},
+                                                       {5, 1},
+                                                       {7},
+                                                       {0},
+                                                       {},
+                                                       {3, 0},
+                                                       {1, 1, 1},
+                                                       {3, 2, 5, 4},
+                                                       {33, 65},
+                                                       {40, 1, 33},
+                                                       {31, 2, 2, 33},
+                                                       {300, 20},
+                                                       {20, 300},
+                                                       {257, 3, 129}}) {
         expectReorderMatchesTheWalk<double>(extents);
     }
     // Each element size has its own block and tile sizes.

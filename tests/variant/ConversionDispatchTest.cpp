@@ -146,11 +146,31 @@ void expectScalarAgreesWithArray(const From& value, const Extents& extents = {1}
 {
     // In the order the dispatch tries them.
     static const V kAllTargets[] = {
-        V::bool_,          V::complexBool,   V::double_,       V::float_,        V::int32,
-        V::int64,          V::unsignedInt32, V::unsignedInt64, V::unsignedInt8,  V::unsignedInt16,
-        V::int8,           V::int16,         V::complexDouble, V::complexFloat,  V::complexInt32,
-        V::complexInt64,   V::complexUnsignedInt32, V::complexUnsignedInt64, V::complexInt8, V::complexInt16,
-        V::complexUnsignedInt8, V::complexUnsignedInt16, V::string, V::duration, V::timePoint,
+        V::bool_,
+        V::complexBool,
+        V::double_,
+        V::float_,
+        V::int32,
+        V::int64,
+        V::unsignedInt32,
+        V::unsignedInt64,
+        V::unsignedInt8,
+        V::unsignedInt16,
+        V::int8,
+        V::int16,
+        V::complexDouble,
+        V::complexFloat,
+        V::complexInt32,
+        V::complexInt64,
+        V::complexUnsignedInt32,
+        V::complexUnsignedInt64,
+        V::complexInt8,
+        V::complexInt16,
+        V::complexUnsignedInt8,
+        V::complexUnsignedInt16,
+        V::string,
+        V::duration,
+        V::timePoint,
     };
     alignas(void*) unsigned char buffer[64];
     // ZString has no moved form among the factories, std::string no copied one.
@@ -166,8 +186,8 @@ void expectScalarAgreesWithArray(const From& value, const Extents& extents = {1}
 
     for (V target : kAllTargets) {
         for (auto mode : {kLossless, kCast, ConversionMode::CastOrParse, kBadMode}) {
-            SCOPED_TRACE(::testing::Message() << typeid(From).name() << " to 0x" << std::hex
-                                              << static_cast<int>(target) << " in mode " << static_cast<int>(mode));
+            SCOPED_TRACE(::testing::Message() << typeid(From).name() << " to 0x" << std::hex << static_cast<int>(target)
+                                              << " in mode " << static_cast<int>(mode));
             Owned fromArray(array->convertDataTo(target, mode));
             Owned fromScalar(counted->convertDataTo(target, mode));
             Owned fromInPlace(inPlace->convertDataTo(target, mode));

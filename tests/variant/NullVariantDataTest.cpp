@@ -34,9 +34,9 @@ TEST(NullVariantData, ConvertsToAnEmptyArrayOfEveryElementTypeInEveryMode)
 {
     IVariantData* null = constructVariantNull();
     EXPECT_EQ(null->convertDataTo(WellKnownType(), ConversionMode::Lossless), null);
-    for (std::uint16_t code : {0x0001, 0x0002, 0x0004, 0x0005, 0x0006, 0x0007, 0x0010, 0x0030, 0x0040,
-                               0x4003, 0x4004, 0x4005, 0x4006, 0x4007, 0x8001, 0x8002, 0x8004, 0x8005,
-                               0x8006, 0x8007, 0xC003, 0xC004, 0xC005, 0xC006, 0xC007}) {
+    for (std::uint16_t code :
+         {0x0001, 0x0002, 0x0004, 0x0005, 0x0006, 0x0007, 0x0010, 0x0030, 0x0040, 0x4003, 0x4004, 0x4005, 0x4006,
+          0x4007, 0x8001, 0x8002, 0x8004, 0x8005, 0x8006, 0x8007, 0xC003, 0xC004, 0xC005, 0xC006, 0xC007}) {
         for (auto mode : {ConversionMode::Lossless, ConversionMode::Cast, static_cast<ConversionMode>(7)}) {
             Owned empty(null->convertDataTo(WellKnownType::fromBits(code), mode));
             ASSERT_NE(empty.get(), nullptr) << std::hex << code;

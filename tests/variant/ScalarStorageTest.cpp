@@ -13,18 +13,43 @@ using namespace StorageTest;
 // A value unlike the default of each class, so a lost value shows.
 template <class T>
 T sample();
-template <> bool sample() { return true; }
-template <> std::uint64_t sample() { return 0xFEDCBA9876543210u; }
-template <> std::complex<double> sample() { return {0.25, 8.0}; }
-template <> Complex<std::int64_t> sample() { return {-5, 1LL << 40}; }
-template <> TimePoint sample() { return {56, 78}; }
-template <> ZString sample() { return ZString("a text long enough to live in a record"); }
+template <>
+bool sample()
+{
+    return true;
+}
+template <>
+std::uint64_t sample()
+{
+    return 0xFEDCBA9876543210u;
+}
+template <>
+std::complex<double> sample()
+{
+    return {0.25, 8.0};
+}
+template <>
+Complex<std::int64_t> sample()
+{
+    return {-5, 1LL << 40};
+}
+template <>
+TimePoint sample()
+{
+    return {56, 78};
+}
+template <>
+ZString sample()
+{
+    return ZString("a text long enough to live in a record");
+}
 
 // The smallest and the largest classes of each kind.
 template <class T>
-class ScalarOfEachClass : public ::testing::Test {};
-using ElementClasses = ::testing::Types<bool, std::uint64_t, std::complex<double>, Complex<std::int64_t>, TimePoint,
-                                        ZString>;
+class ScalarOfEachClass : public ::testing::Test {
+};
+using ElementClasses =
+    ::testing::Types<bool, std::uint64_t, std::complex<double>, Complex<std::int64_t>, TimePoint, ZString>;
 TYPED_TEST_SUITE(ScalarOfEachClass, ElementClasses);
 
 // The size test is exact: the object's own size goes in the buffer, one

@@ -138,13 +138,24 @@ std::uintptr_t slotOf(Member member)
 TEST(StorageCounting, VirtualOperationsKeepTheirSlots)
 {
     using I = IVariantData;
-    const std::vector<std::uintptr_t> slots{
-        slotOf(&I::copy), slotOf(&I::destruct), slotOf(&I::mutableInstance), slotOf(&I::numberAllocatedElements),
-        slotOf(&I::dimensions), slotOf(&I::isScalarStorage), slotOf(&I::dataOrdering),
-        slotOf(&I::wellKnownDataType), slotOf(&I::typeInfo), slotOf(&I::customTypeOperations),
-        slotOf(&I::reorderData), slotOf(&I::reshapeNoRealloc), slotOf(&I::reshapeToZVariant),
-        slotOf(&I::constStoredData), slotOf(&I::mutableStoredData), slotOf(&I::convertDataTo),
-        slotOf(&IVariantDataRefCounted::clone), slotOf(&IVariantDataRefCounted::hasSingleReference)};
+    const std::vector<std::uintptr_t> slots{slotOf(&I::copy),
+                                            slotOf(&I::destruct),
+                                            slotOf(&I::mutableInstance),
+                                            slotOf(&I::numberAllocatedElements),
+                                            slotOf(&I::dimensions),
+                                            slotOf(&I::isScalarStorage),
+                                            slotOf(&I::dataOrdering),
+                                            slotOf(&I::wellKnownDataType),
+                                            slotOf(&I::typeInfo),
+                                            slotOf(&I::customTypeOperations),
+                                            slotOf(&I::reorderData),
+                                            slotOf(&I::reshapeNoRealloc),
+                                            slotOf(&I::reshapeToZVariant),
+                                            slotOf(&I::constStoredData),
+                                            slotOf(&I::mutableStoredData),
+                                            slotOf(&I::convertDataTo),
+                                            slotOf(&IVariantDataRefCounted::clone),
+                                            slotOf(&IVariantDataRefCounted::hasSingleReference)};
     for (std::size_t i = 0; i < slots.size(); ++i) {
         EXPECT_EQ(slots[i], i + 2) << "operation " << i << " in declaration order";
     }

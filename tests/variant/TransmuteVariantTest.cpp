@@ -55,7 +55,8 @@ TEST(TransmuteVariant, CodesMapByTheComplexBitAndNonNumericDataHasNone)
         });
     };
     for (auto [realType, complexType] : {std::pair{V::double_, V::complexDouble},
-                                         {V::unsignedInt8, V::complexUnsignedInt8}, {V::bool_, V::complexBool}}) {
+                                         {V::unsignedInt8, V::complexUnsignedInt8},
+                                         {V::bool_, V::complexBool}}) {
         Owned complexView = asComplex(arrayOf(realType));
         EXPECT_EQ(complexView->wellKnownDataType(), WellKnownType(complexType));
         EXPECT_EQ(complexView->typeInfo(), nullptr);

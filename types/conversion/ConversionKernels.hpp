@@ -50,9 +50,8 @@ constexpr ConversionRule conversionRuleOf() noexcept
         return ConversionRule::realToText;
     } else if constexpr (std::is_same_v<From, ZString> && isRealElement<To>) {
         return ConversionRule::textToReal;
-    } else if constexpr (std::is_same_v<From, To> &&
-                         (std::is_same_v<To, ZString> || std::is_same_v<To, Duration> ||
-                          std::is_same_v<To, TimePoint>)) {
+    } else if constexpr (std::is_same_v<From, To> && (std::is_same_v<To, ZString> || std::is_same_v<To, Duration> ||
+                                                      std::is_same_v<To, TimePoint>)) {
         return ConversionRule::copy;
     } else if constexpr (std::is_same_v<From, Duration> && std::is_same_v<To, TimePoint>) {
         return ConversionRule::durationToTimePoint;
@@ -131,8 +130,8 @@ inline void truncateElements(const float* __restrict source, std::int32_t* __res
 }
 
 template <class From, class To>
-inline constexpr bool hasTruncatingLoop =
-    std::is_same_v<To, std::int32_t> && (std::is_same_v<From, double> || std::is_same_v<From, float>);
+inline constexpr bool hasTruncatingLoop = std::is_same_v<To, std::int32_t> &&
+                                          (std::is_same_v<From, double> || std::is_same_v<From, float>);
 #else
 template <class From, class To>
 inline constexpr bool hasTruncatingLoop = false;
@@ -160,8 +159,7 @@ inline void castElements(const From* __restrict source, To* __restrict destinati
 inline constexpr std::uint64_t kCheckedBlock = 1024;
 
 template <class From, class To>
-inline bool castElementsChecked(const From* __restrict source, To* __restrict destination,
-                                std::uint64_t count) noexcept
+inline bool castElementsChecked(const From* __restrict source, To* __restrict destination, std::uint64_t count) noexcept
 {
     for (std::uint64_t start = 0; start < count; start += kCheckedBlock) {
         const std::uint64_t n = std::min(kCheckedBlock, count - start);

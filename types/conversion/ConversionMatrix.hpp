@@ -26,9 +26,8 @@ bool runConversionKernel(const void* source, void* destination, std::uint64_t co
 template <class From>
 ConversionKernel conversionKernelTo(WellKnownType target)
 {
-    return dispatchElementType(target, [](auto tag) -> ConversionKernel {
-        return &runConversionKernel<From, typename decltype(tag)::type>;
-    });
+    return dispatchElementType(
+        target, [](auto tag) -> ConversionKernel { return &runConversionKernel<From, typename decltype(tag)::type>; });
 }
 
 template <class From>
@@ -71,7 +70,7 @@ IVariantData* convertScalarData(const From& value, WellKnownType target, Convers
 
 // Instantiates the matrix row of one source class; expands an entry of the
 // element type list, inside namespace Marlowen::Lum::Internal.
-#define LUMCORE_INSTANTIATE_CONVERSIONS_FROM(word, enumerator, code, From)                               \
-    template ConversionKernel conversionKernelTo<From>(WellKnownType);                                  \
+#define LUMCORE_INSTANTIATE_CONVERSIONS_FROM(word, enumerator, code, From)                             \
+    template ConversionKernel conversionKernelTo<From>(WellKnownType);                                 \
     template IVariantData* convertArrayData<From>(const IVariantData&, WellKnownType, ConversionMode); \
     template IVariantData* convertScalarData<From>(const From&, WellKnownType, ConversionMode);

@@ -190,14 +190,15 @@ constexpr bool rangeContains() noexcept
 // Pairs for which Lossless needs no check at all and so is the same as Cast.
 // Complex to real is always checked because of the imaginary part.
 template <class From, class To>
-inline constexpr bool losslessIsCast =
-    rangeContains<PartOf<From>, PartOf<To>>() && !(isComplexElement<From> && !isComplexElement<To>);
+inline constexpr bool losslessIsCast = rangeContains<PartOf<From>, PartOf<To>>() &&
+                                       !(isComplexElement<From> && !isComplexElement<To>);
 
 // An unsigned integer as wide as T, for the flags of the Lossless check.
 template <class T>
-using LaneBits = std::conditional_t<
-    sizeof(T) == 1, std::uint8_t,
-    std::conditional_t<sizeof(T) == 2, std::uint16_t, std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
+using LaneBits =
+    std::conditional_t<sizeof(T) == 1, std::uint8_t,
+                       std::conditional_t<sizeof(T) == 2, std::uint16_t,
+                                          std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
 
 // Non-zero when two parts differ, compared the IEEE way (NaN never matches,
 // -0.0 matches 0.0). The flag has the width of the parts so that a loop

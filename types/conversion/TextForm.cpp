@@ -46,10 +46,7 @@ ZString numberText(T value)
 
 }  // namespace
 
-ZString elementText(bool value)
-{
-    return value ? ZString(ZStringLiteral("true")) : ZString(ZStringLiteral("false"));
-}
+ZString elementText(bool value) { return value ? ZString(ZStringLiteral("true")) : ZString(ZStringLiteral("false")); }
 ZString elementText(std::int8_t value) { return numberText(value); }
 ZString elementText(std::int16_t value) { return numberText(value); }
 ZString elementText(std::int32_t value) { return numberText(value); }

@@ -22,20 +22,22 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/internal/ElementTypeDispatch.hpp"
-#include "LumCore/internal/ElementTypeList.h"
 #include "LumCore/IVariantData.hpp"
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/WellKnownType.hpp"
+#include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "LumCore/internal/ElementTypeList.h"
 
 namespace Marlowen::Lum::Internal {
 
 // The custom classes whose conversions the library compiles itself.
 template <class T>
-struct IsLibraryCustomClass : std::false_type {};
+struct IsLibraryCustomClass : std::false_type {
+};
 #define LUMCORE_LIBRARY_CUSTOM_CLASS_TRAIT(word, enumerator, code, Class) \
-    template <>                                                          \
-    struct IsLibraryCustomClass<Class> : std::true_type {};
+    template <>                                                           \
+    struct IsLibraryCustomClass<Class> : std::true_type {                 \
+    };
 LUMCORE_LIBRARY_CUSTOM_CLASSES(LUMCORE_LIBRARY_CUSTOM_CLASS_TRAIT)
 #undef LUMCORE_LIBRARY_CUSTOM_CLASS_TRAIT
 

@@ -29,15 +29,9 @@ struct TypeTag {
     using type = T;
 };
 
-[[noreturn]] inline void throwNotNumericType()
-{
-    throw std::runtime_error("not a numeric type");
-}
+[[noreturn]] inline void throwNotNumericType() { throw std::runtime_error("not a numeric type"); }
 
-[[noreturn]] inline void throwUnknownType()
-{
-    throw std::runtime_error("unknown type");
-}
+[[noreturn]] inline void throwUnknownType() { throw std::runtime_error("unknown type"); }
 
 // Calls visit(TypeTag<T>{}) for the element class of `type`. A code with
 // numeric bits that names no class throws "not a numeric type"; any other
@@ -45,15 +39,15 @@ struct TypeTag {
 template <class Visitor>
 decltype(auto) dispatchElementType(WellKnownType type, Visitor&& visit)
 {
+    // clang-format off
     switch (type.value()) {
 #define LUMCORE_DISPATCH_CASE(word, enumerator, code, Class) \
-    case WellKnownTypeValue::enumerator:                     \
-        return visit(TypeTag<Class>{});
-        LUMCORE_ELEMENT_TYPES(LUMCORE_DISPATCH_CASE)
+    case WellKnownTypeValue::enumerator: return visit(TypeTag<Class>{});
+    LUMCORE_ELEMENT_TYPES(LUMCORE_DISPATCH_CASE)
 #undef LUMCORE_DISPATCH_CASE
-    default:
-        break;
+    default: break;
     }
+    // clang-format on
     if (type.isNumeric()) {
         throwNotNumericType();
     }

@@ -257,10 +257,10 @@ template <class T>
 struct FixedTypeName {
     static constexpr std::string_view text{};
 };
-#define LUMCORE_FIXED_TYPE_NAME(Type, Name)                 \
-    template <>                                             \
-    struct FixedTypeName<Type> {                            \
-        static constexpr std::string_view text = Name;      \
+#define LUMCORE_FIXED_TYPE_NAME(Type, Name)            \
+    template <>                                        \
+    struct FixedTypeName<Type> {                       \
+        static constexpr std::string_view text = Name; \
     }
 LUMCORE_FIXED_TYPE_NAME(std::int8_t, "int8_t");
 LUMCORE_FIXED_TYPE_NAME(std::uint8_t, "uint8_t");

@@ -43,7 +43,8 @@ public:
     void reshapeNoRealloc(ArrayDimensionsView dimensions) override
     {
         if (dimensions.size() != 1 || dimensions[0] != 1) {
-            throw std::invalid_argument("Cannot reshape a scalar ZVariant to different dimensions without reallocating.");
+            throw std::invalid_argument(
+                "Cannot reshape a scalar ZVariant to different dimensions without reallocating.");
         }
     }
 

@@ -131,7 +131,7 @@ public:
     ~VectorVariantData() override { std::destroy_n(elements(), m_allocatedElements); }
 
     // The deleting destructor gives back the one block that allocate() took.
-    static void operator delete(void* block) noexcept { ::operator delete(block, std::align_val_t{kBlockAlignment}); }
+    static void operator delete(void* block) noexcept { ::operator delete (block, std::align_val_t{kBlockAlignment}); }
 
     [[nodiscard]] std::size_t numberAllocatedElements() const override { return m_allocatedElements; }
 
@@ -150,8 +150,8 @@ public:
 
     [[nodiscard]] IVariantData* clone() const override
     {
-        VectorVariantData* copy = createWithData(elements(), m_allocatedElements,
-                                                 ArrayDimensionsView(this->m_dimensions), this->m_ordering);
+        VectorVariantData* copy =
+            createWithData(elements(), m_allocatedElements, ArrayDimensionsView(this->m_dimensions), this->m_ordering);
         return copy;
     }
 
@@ -190,13 +190,13 @@ private:
         if (count > (std::numeric_limits<std::size_t>::max() - elementsOffset()) / sizeof(T)) {
             throw std::bad_array_new_length();
         }
-        void* block = ::operator new(elementsOffset() + count * sizeof(T), std::align_val_t{kBlockAlignment});
+        void* block = ::operator new (elementsOffset() + count * sizeof(T), std::align_val_t{kBlockAlignment});
         try {
             auto* array = ::new (block) VectorVariantData(dimensions, ordering);
             array->m_allocatedElements = count;
             return array;
         } catch (...) {
-            ::operator delete(block, std::align_val_t{kBlockAlignment});
+            ::operator delete (block, std::align_val_t{kBlockAlignment});
             throw;
         }
     }
@@ -276,7 +276,8 @@ IVariantData* reshapeIntoNewArray(const IVariantData& source, ArrayDimensionsVie
 }
 
 template <class T, class Derived>
-IVariantData* ArrayVariantData<T, Derived>::reshapeToZVariant(const IVariantData* source, ArrayDimensionsView dimensions,
+IVariantData* ArrayVariantData<T, Derived>::reshapeToZVariant(const IVariantData* source,
+                                                              ArrayDimensionsView dimensions,
                                                               DataOrdering ordering) const
 {
     return reshapeIntoNewArray<T>(*source, dimensions, ordering);

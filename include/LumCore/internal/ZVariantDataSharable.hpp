@@ -14,10 +14,10 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/internal/FlatHandle.hpp"
 #include "LumCore/LumCoreFlat.h"
-#include "LumCore/internal/ThrowIfFailed.hpp"
 #include "LumCore/WellKnownType.hpp"
+#include "LumCore/internal/FlatHandle.hpp"
+#include "LumCore/internal/ThrowIfFailed.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -44,7 +44,8 @@ public:
     static ZVariantDataSharable scalar(const T& value)
     {
         return ZVariantDataSharable(checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_constructScalar(e, &value, static_cast<ZWellKnownType>(WellKnownTypeOf<T>::value));
+            return ZVariantData_C_API_constructScalar(e, &value,
+                                                      static_cast<ZWellKnownType>(WellKnownTypeOf<T>::value));
         }));
     }
 
@@ -79,16 +80,18 @@ public:
     [[nodiscard]] ZVariantDataSharable transmuteRealToComplex() const
     {
         ZVariantDataSharable share(*this);  // the reference the view takes over
-        ZVariantDataSharable view(checkedFlatCall(
-            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteRealToComplexVariant(e, share.m_handle.get()); }));
+        ZVariantDataSharable view(checkedFlatCall([&](ErrorRecord* e) {
+            return ZVariantData_C_API_constructTransmuteRealToComplexVariant(e, share.m_handle.get());
+        }));
         (void)share.m_handle.relinquish();
         return view;
     }
     [[nodiscard]] ZVariantDataSharable transmuteComplexToReal() const
     {
         ZVariantDataSharable share(*this);
-        ZVariantDataSharable view(checkedFlatCall(
-            [&](ErrorRecord* e) { return ZVariantData_C_API_constructTransmuteComplexToRealVariant(e, share.m_handle.get()); }));
+        ZVariantDataSharable view(checkedFlatCall([&](ErrorRecord* e) {
+            return ZVariantData_C_API_constructTransmuteComplexToRealVariant(e, share.m_handle.get());
+        }));
         (void)share.m_handle.relinquish();
         return view;
     }
@@ -117,7 +120,8 @@ public:
     }
     [[nodiscard]] std::size_t numberAllocatedElements() const
     {
-        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_numberAllocatedElements(e, m_handle.get()); });
+        return checkedFlatCall(
+            [&](ErrorRecord* e) { return ZVariantData_C_API_numberAllocatedElements(e, m_handle.get()); });
     }
     [[nodiscard]] const void* constStoredData() const
     {
@@ -157,7 +161,8 @@ public:
     {
         ZVariantDataSharable source(*this);  // the reference that the call consumes
         ZVariantData* reshaped = checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_reshapeToZVariant(e, m_handle.get(), source.m_handle.get(), flatDimensions(dimensions),
+            return ZVariantData_C_API_reshapeToZVariant(e, m_handle.get(), source.m_handle.get(),
+                                                        flatDimensions(dimensions),
                                                         static_cast<ZDataOrdering>(ordering));
         });
         (void)source.m_handle.relinquish();
@@ -168,7 +173,8 @@ public:
     [[nodiscard]] ZVariantDataSharable convertDataTo(WellKnownType target, ConversionMode mode) const
     {
         return ZVariantDataSharable(checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_convertDataTo(e, m_handle.get(), target.bits(), static_cast<ZConversionMode>(mode));
+            return ZVariantData_C_API_convertDataTo(e, m_handle.get(), target.bits(),
+                                                    static_cast<ZConversionMode>(mode));
         }));
     }
     [[nodiscard]] bool refused() const noexcept { return m_handle.get() == nullptr; }
@@ -176,7 +182,8 @@ public:
     [[nodiscard]] bool isEquivalentTo(const ZVariantDataSharable& other, ConversionMode mode) const
     {
         return checkedFlatCall([&](ErrorRecord* e) {
-            return ZVariantData_C_API_isEquivalentTo(e, m_handle.get(), other.m_handle.get(), static_cast<ZConversionMode>(mode));
+            return ZVariantData_C_API_isEquivalentTo(e, m_handle.get(), other.m_handle.get(),
+                                                     static_cast<ZConversionMode>(mode));
         });
     }
     [[nodiscard]] bool isIdenticalTo(const ZVariantDataSharable& other) const

@@ -17,9 +17,9 @@
 
 #include "LumCore/IVariantData.hpp"
 #include "LumCore/LumCoreFlat.h"
+#include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/ScalarVariantData.hpp"
 #include "LumCore/internal/ThrowIfFailed.hpp"
-#include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/VectorVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {
@@ -199,7 +199,8 @@ public:
     }
     [[nodiscard]] bool isIdenticalTo(const ZVariantDirectStorage& other) const
     {
-        return checkedFlatCall([&](ErrorRecord* e) { return ZVariantData_C_API_isIdenticalTo(e, handle(), other.handle()); });
+        return checkedFlatCall(
+            [&](ErrorRecord* e) { return ZVariantData_C_API_isIdenticalTo(e, handle(), other.handle()); });
     }
 
     // Gives up what the front holds and leaves it holding nothing.

@@ -31,7 +31,8 @@ int main()
     }
 
     const ZVariant readings(std::vector<Reading>{Reading{}, Reading{}});
-    if (!readings.holds<Reading>() || readings.convertTo<double>(ConversionMode::Lossless).elementAt<double>(1) != 0.0) {
+    if (!readings.holds<Reading>() ||
+        readings.convertTo<double>(ConversionMode::Lossless).elementAt<double>(1) != 0.0) {
         return 3;
     }
     if (ZVariant(2.5).as<int>(ConversionMode::Cast) != 2) {

@@ -155,8 +155,7 @@ TEST(CustomElement, MovedVectorIsAdoptedReorderedAndCopiedOnWrite)
     EXPECT_EQ(before.elementAt<Tracked>(0).id, 0);
 
     std::vector<std::size_t> wrong{4};
-    EXPECT_EQ(thrownText<std::length_error>(
-                  [&] { ZVariant bad(std::vector<Tracked>(3), ArrayDimensionsView(wrong)); }),
+    EXPECT_EQ(thrownText<std::length_error>([&] { ZVariant bad(std::vector<Tracked>(3), ArrayDimensionsView(wrong)); }),
               "dimensions do not match data length");
 }
 

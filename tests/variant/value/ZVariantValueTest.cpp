@@ -17,7 +17,8 @@ using namespace Marlowen::Lum;
 using Dims = std::vector<std::size_t>;
 
 template <class V>
-class ZVariantForms : public ::testing::Test {};
+class ZVariantForms : public ::testing::Test {
+};
 using Forms = ::testing::Types<ZVariant, ZVariantAbi>;
 TYPED_TEST_SUITE(ZVariantForms, Forms);
 
@@ -63,7 +64,8 @@ TYPED_TEST(ZVariantForms, ScalarsReadAndConvert)
 
 TYPED_TEST(ZVariantForms, CannotConvertMessageNamesClassTypesAndSize)
 {
-    const std::string cls = std::is_same_v<TypeParam, ZVariant> ? "Marlowen::Lum::ZVariant" : "Marlowen::Lum::ZVariantAbi";
+    const std::string cls =
+        std::is_same_v<TypeParam, ZVariant> ? "Marlowen::Lum::ZVariant" : "Marlowen::Lum::ZVariantAbi";
     const TypeParam x = 1.5;
     expectThrowWith<std::runtime_error>([&] { (void)x.template as<std::uint8_t>(ConversionMode::Lossless); },
                                         "Cannot convert " + cls + " of type 'double' (size: 1) to 'uint8_t'");
@@ -148,8 +150,11 @@ TYPED_TEST(ZVariantForms, ReshapesKeepTheirRules)
     array.reshapeNoRealloc(Dims{6});
     EXPECT_EQ(array.dimensions().size(), 1u);
     const TypeParam share = array;
-    expectThrowWith<std::runtime_error>([&] { array.reshapeNoRealloc(Dims{3, 2}); },
-                                        "Reference count is greater than 1 - cannot reshape without reallocating.");
+    expectThrowWith<std::runtime_error>(
+        [&] {
+            array.reshapeNoRealloc(Dims{3, 2});
+        },
+        "Reference count is greater than 1 - cannot reshape without reallocating.");
     array.reshapeToZVariant(Dims{2, 2});
     EXPECT_EQ(elementCount(array.dimensions()), 4u);
     EXPECT_EQ(array.template elementAt<double>(3), 4);
