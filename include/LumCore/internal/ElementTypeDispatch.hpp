@@ -3,8 +3,8 @@
 // element class.
 //
 // Every operation that takes a type code at run time goes through here, so
-// the order of comparisons, and the words thrown for codes that name no
-// element class, are written once:
+// the cases (one per entry of the element type list) and the words thrown
+// for codes that name no element class are written once:
 //
 //     dispatchElementType(type, [&](auto tag) {
 //         using T = typename decltype(tag)::type;

@@ -17,8 +17,10 @@
  * so a use that leaves some classes out (a std::vector<bool> is no array of
  * bytes) names the groups it takes.
  *
- * A new element class joins here and nowhere else. A class carried as custom
- * data has no entry: it reports customType, which has no class of its own. */
+ * A class carried as custom data has no entry of its own: it reports
+ * customType. An application's class needs nothing here; a custom class whose
+ * conversions and storage the library compiles itself (std::string) joins
+ * LUMCORE_LIBRARY_CUSTOM_CLASSES at the end of this file, and nothing else. */
 #ifndef LUMCORE_INTERNAL_ELEMENT_TYPE_LIST_H
 #define LUMCORE_INTERNAL_ELEMENT_TYPE_LIST_H
 
