@@ -85,16 +85,24 @@ inline std::uint64_t scanForward(const char* text, std::uint64_t length, std::ui
     return kNotFound;
 }
 
-// Downward scan from min(length - 1, pos); the caller rules out length 0.
-inline std::uint64_t scanBackward(const char* text, std::uint64_t length, std::uint64_t pos, const ByteSet& set,
-                                  bool wanted) noexcept
+// Downward scan from min(length - 1, pos) for the first byte that `matches`;
+// the caller rules out length 0.
+template <class Match>
+std::uint64_t scanBackward(const char* text, std::uint64_t length, std::uint64_t pos, Match matches) noexcept
 {
     for (std::uint64_t i = std::min(length - 1, pos) + 1; i-- > 0;) {
-        if (set.contains(text[i]) == wanted) {
+        if (matches(text[i])) {
             return i;
         }
     }
     return kNotFound;
+}
+
+// The same for the first byte whose membership equals `wanted`.
+inline std::uint64_t scanBackward(const char* text, std::uint64_t length, std::uint64_t pos, const ByteSet& set,
+                                  bool wanted) noexcept
+{
+    return scanBackward(text, length, pos, [&](char ch) { return set.contains(ch) == wanted; });
 }
 
 enum class CaseMapping { Lower, Upper };

@@ -220,12 +220,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::rfind(char ch, si
     if (m_length == 0) {
         return npos;
     }
-    for (size_type i = std::min(m_length - 1, pos) + 1; i-- > 0;) {
-        if (m_text[i] == ch) {
-            return i;
-        }
-    }
-    return npos;
+    return Internal::scanBackward(m_text, m_length, pos, [ch](char c) { return c == ch; });
 }
 
 template <class Data>
@@ -305,12 +300,7 @@ typename ZStringGeneric<Data>::size_type ZStringGeneric<Data>::find_last_not_of(
     if (m_length == 0) {
         return npos;
     }
-    for (size_type i = std::min(m_length - 1, pos) + 1; i-- > 0;) {
-        if (m_text[i] != ch) {
-            return i;
-        }
-    }
-    return npos;
+    return Internal::scanBackward(m_text, m_length, pos, [ch](char c) { return c != ch; });
 }
 
 template <class Data>

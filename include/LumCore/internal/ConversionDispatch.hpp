@@ -7,9 +7,9 @@
 // classes of its element type list, std::string) go to the conversion matrix
 // compiled into the library. Any other class, such as an application's class
 // carried by a codec, is converted here, in the caller's own code, by the
-// default-only rule: with at least one element, in
-// Lossless mode, and when every element equals a default-constructed one, the
-// result holds default values of the target class; otherwise it is refused.
+// default-only rule: with at least one element, in Lossless mode, and when
+// every element equals a default-constructed one, the result holds default
+// values of the target class; otherwise it is refused.
 // Such classes need a default constructor and operator==.
 #pragma once
 
