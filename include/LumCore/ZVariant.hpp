@@ -22,6 +22,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -32,6 +33,7 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
+#include "LumCore/Export.h"
 #include "LumCore/WellKnownType.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/internal/ElementTypeName.hpp"
@@ -381,6 +383,11 @@ private:
 
 using ZVariant = ZVariantGeneric<Internal::ZVariantDirectStorage>;
 using ZVariantAbi = ZVariantGeneric<Internal::ZVariantDataSharable>;
+
+// The value's text in one line, as ConsoleFormatter writes it: 2.5, [1, 2],
+// 'text', null. Declared here so that test frameworks find them.
+LUM_API void PrintTo(const ZVariant& value, std::ostream* stream);
+LUM_API void PrintTo(const ZVariantAbi& value, std::ostream* stream);
 
 namespace Internal {
 // Typedefs of a template: their names are written out, not extracted.

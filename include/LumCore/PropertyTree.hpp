@@ -1,0 +1,282 @@
+// PropertyNode, PropertyList, PropertyMap: the mutable property tree. A node
+// is null, a value (a ZVariant), a list of nodes or a map from interned names
+// to nodes. It is a plain value: a copy copies the structure (variants share
+// their heap-held elements), and whoever holds a tree owns it.
+//
+//     using namespace Marlowen::Lum;
+//     PropertyMap sensor{{"name", ZString("probe")}, {"rate", 50.0}};
+//     PropertyList sensors;
+//     sensors.push_back(PropertyNode(std::move(sensor)));
+//     PropertyNode root(PropertyMap{{"sensors", PropertyNode(std::move(sensors))}});
+//     root.at(PropertyPath{"sensors", 0, "rate"}).value().as<double>();   // 50
+//     root.map().at("missing");            // throws std::out_of_range: "Key not found: missing"
+//     root.list();                         // throws std::out_of_range: "PropertyNode is not a list"
+//
+// A map is a small association list in insertion order; the first entry of a
+// key wins, later ones are dropped without an error. Keys compare by pointer:
+// a key is interned once (InternedString) and looked up freely after that.
+// FPropertyTree.hpp has the frozen form, shared by one atomic increment.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "LumCore/Export.h"
+#include "LumCore/InternedString.hpp"
+#include "LumCore/PropertyPath.hpp"
+#include "LumCore/ZString.hpp"
+#include "LumCore/ZVariant.hpp"
+
+namespace Marlowen::Lum {
+
+class PropertyNode;
+
+namespace Internal {
+
+[[noreturn]] inline void throwKeyNotFound(InternedString key)
+{
+    std::string message("Key not found: ");
+    message.append(key.data(), key.size());
+    throw std::out_of_range(message);
+}
+
+// Linear search by text pointer; the first equal key is the result.
+template <class Entries>
+auto findEntry(Entries& entries, InternedString key) noexcept -> decltype(entries.begin())
+{
+    auto it = entries.begin();
+    while (it != entries.end() && !(it->first == key)) {
+        ++it;
+    }
+    return it;
+}
+
+}  // namespace Internal
+
+class PropertyList {
+public:
+    using value_type = PropertyNode;
+    using iterator = std::vector<PropertyNode>::iterator;
+    using const_iterator = std::vector<PropertyNode>::const_iterator;
+
+    PropertyList() = default;
+    PropertyList(std::initializer_list<PropertyNode> nodes);
+
+    void push_back(const PropertyNode& node);
+    void push_back(PropertyNode&& node);
+    template <class... Args>
+    PropertyNode& emplace_back(Args&&... args);
+    void reserve(std::size_t count) { m_nodes.reserve(count); }
+
+    [[nodiscard]] std::size_t size() const noexcept { return m_nodes.size(); }
+    [[nodiscard]] bool empty() const noexcept { return m_nodes.empty(); }
+    PropertyNode& operator[](std::size_t i) noexcept;
+    const PropertyNode& operator[](std::size_t i) const noexcept;
+    // Throws std::out_of_range for a position past the end.
+    [[nodiscard]] PropertyNode& at(std::size_t i);
+    [[nodiscard]] const PropertyNode& at(std::size_t i) const;
+    [[nodiscard]] iterator begin() noexcept { return m_nodes.begin(); }
+    [[nodiscard]] iterator end() noexcept { return m_nodes.end(); }
+    [[nodiscard]] const_iterator begin() const noexcept { return m_nodes.begin(); }
+    [[nodiscard]] const_iterator end() const noexcept { return m_nodes.end(); }
+
+private:
+    std::vector<PropertyNode> m_nodes;
+};
+
+class PropertyMap {
+public:
+    using value_type = std::pair<InternedString, PropertyNode>;
+    using iterator = std::vector<value_type>::iterator;
+    using const_iterator = std::vector<value_type>::const_iterator;
+
+    PropertyMap() = default;
+    // The entries are added in order; a repeated key keeps its first entry.
+    PropertyMap(std::initializer_list<value_type> entries);
+    template <class InputIt>
+    PropertyMap(InputIt first, InputIt last);
+
+    // Appends the entry unless the key is present: the position of the entry
+    // with that key, and whether it was added.
+    std::pair<iterator, bool> insert(InternedString key, PropertyNode node);
+
+    // The node of `key`, or null.
+    [[nodiscard]] PropertyNode* find(InternedString key) noexcept;
+    [[nodiscard]] const PropertyNode* find(InternedString key) const noexcept;
+    // The node of `key`; throws std::out_of_range "Key not found: <key>".
+    [[nodiscard]] PropertyNode& at(InternedString key);
+    [[nodiscard]] const PropertyNode& at(InternedString key) const;
+
+    [[nodiscard]] std::size_t size() const noexcept { return m_entries.size(); }
+    [[nodiscard]] bool empty() const noexcept { return m_entries.empty(); }
+    [[nodiscard]] iterator begin() noexcept { return m_entries.begin(); }
+    [[nodiscard]] iterator end() noexcept { return m_entries.end(); }
+    [[nodiscard]] const_iterator begin() const noexcept { return m_entries.begin(); }
+    [[nodiscard]] const_iterator end() const noexcept { return m_entries.end(); }
+
+private:
+    std::vector<value_type> m_entries;
+};
+
+class PropertyNode {
+    using Content = std::variant<std::monostate, ZVariant, PropertyList, PropertyMap>;
+
+public:
+    // Null.
+    PropertyNode() noexcept = default;
+
+    // A value.
+    PropertyNode(const ZVariant& value) : m_content(std::in_place_index<1>, value) {}
+    PropertyNode(ZVariant&& value) : m_content(std::in_place_index<1>, std::move(value)) {}
+    // A scalar value of a well-known element class (a number, a ZString...).
+    template <class T, std::enable_if_t<Internal::kIsWellKnownElement<T>, int> = 0>
+    PropertyNode(const T& value) : m_content(std::in_place_index<1>, ZVariant(value))
+    {
+    }
+    // A scalar text value.
+    PropertyNode(std::string_view text) : PropertyNode(ZString(text)) {}
+    PropertyNode(const char* text) : PropertyNode(ZString(text)) {}
+
+    // A list or a map; the source's elements are taken over and it is left empty.
+    PropertyNode(PropertyList&& list) noexcept : m_content(std::in_place_index<2>, std::move(list)) {}
+    PropertyNode(PropertyMap&& map) noexcept : m_content(std::in_place_index<3>, std::move(map)) {}
+    PropertyNode(const PropertyList& list) : m_content(std::in_place_index<2>, list) {}
+    PropertyNode(const PropertyMap& map) : m_content(std::in_place_index<3>, map) {}
+
+    // Copies the structure; variants share heap-held elements.
+    PropertyNode(const PropertyNode&) = default;
+    // Never throws: a failure ends the process. The source keeps its kind; a
+    // list or map is left empty.
+    PropertyNode(PropertyNode&& other) noexcept : m_content(std::move(other.m_content)) {}
+    PropertyNode& operator=(const PropertyNode&) = default;
+    PropertyNode& operator=(PropertyNode&&) = default;
+    ~PropertyNode() = default;
+
+    [[nodiscard]] bool isNull() const noexcept { return m_content.index() == 0; }
+    [[nodiscard]] bool isValue() const noexcept { return m_content.index() == 1; }
+    [[nodiscard]] bool isList() const noexcept { return m_content.index() == 2; }
+    [[nodiscard]] bool isMap() const noexcept { return m_content.index() == 3; }
+
+    // Each throws std::out_of_range "PropertyNode is not a value" (list, map)
+    // when the node holds something else, a null node included.
+    [[nodiscard]] ZVariant& value() { return get<1>("PropertyNode is not a value"); }
+    [[nodiscard]] const ZVariant& value() const { return get<1>("PropertyNode is not a value"); }
+    [[nodiscard]] PropertyList& list() { return get<2>("PropertyNode is not a list"); }
+    [[nodiscard]] const PropertyList& list() const { return get<2>("PropertyNode is not a list"); }
+    [[nodiscard]] PropertyMap& map() { return get<3>("PropertyNode is not a map"); }
+    [[nodiscard]] const PropertyMap& map() const { return get<3>("PropertyNode is not a map"); }
+
+    // The node a path leads to: a name selects in a map by key, an index in
+    // a list. The empty path is this node.
+    [[nodiscard]] PropertyNode& at(const PropertyPath& path);
+    [[nodiscard]] const PropertyNode& at(const PropertyPath& path) const;
+
+private:
+    template <std::size_t Tag>
+    std::variant_alternative_t<Tag, Content>& get(const char* mismatch)
+    {
+        auto* found = std::get_if<Tag>(&m_content);
+        if (found == nullptr) {
+            throw std::out_of_range(mismatch);
+        }
+        return *found;
+    }
+    template <std::size_t Tag>
+    const std::variant_alternative_t<Tag, Content>& get(const char* mismatch) const
+    {
+        return const_cast<PropertyNode*>(this)->get<Tag>(mismatch);
+    }
+
+    Content m_content;
+};
+
+// ---- Definitions that need PropertyNode complete ------------------------------
+
+inline PropertyList::PropertyList(std::initializer_list<PropertyNode> nodes) : m_nodes(nodes) {}
+inline void PropertyList::push_back(const PropertyNode& node) { m_nodes.push_back(node); }
+inline void PropertyList::push_back(PropertyNode&& node) { m_nodes.push_back(std::move(node)); }
+template <class... Args>
+PropertyNode& PropertyList::emplace_back(Args&&... args)
+{
+    return m_nodes.emplace_back(std::forward<Args>(args)...);
+}
+inline PropertyNode& PropertyList::operator[](std::size_t i) noexcept { return m_nodes[i]; }
+inline const PropertyNode& PropertyList::operator[](std::size_t i) const noexcept { return m_nodes[i]; }
+inline PropertyNode& PropertyList::at(std::size_t i)
+{
+    if (i >= m_nodes.size()) {
+        throw std::out_of_range("PropertyList index " + std::to_string(i) + " is past the end (size " +
+                                std::to_string(m_nodes.size()) + ")");
+    }
+    return m_nodes[i];
+}
+inline const PropertyNode& PropertyList::at(std::size_t i) const { return const_cast<PropertyList*>(this)->at(i); }
+
+inline PropertyMap::PropertyMap(std::initializer_list<value_type> entries) : PropertyMap(entries.begin(), entries.end())
+{
+}
+template <class InputIt>
+PropertyMap::PropertyMap(InputIt first, InputIt last)
+{
+    for (; first != last; ++first) {
+        insert(first->first, first->second);
+    }
+}
+inline std::pair<PropertyMap::iterator, bool> PropertyMap::insert(InternedString key, PropertyNode node)
+{
+    auto found = Internal::findEntry(m_entries, key);
+    if (found != m_entries.end()) {
+        return {found, false};
+    }
+    m_entries.emplace_back(key, std::move(node));
+    return {m_entries.end() - 1, true};
+}
+inline PropertyNode* PropertyMap::find(InternedString key) noexcept
+{
+    auto found = Internal::findEntry(m_entries, key);
+    return found == m_entries.end() ? nullptr : &found->second;
+}
+inline const PropertyNode* PropertyMap::find(InternedString key) const noexcept
+{
+    return const_cast<PropertyMap*>(this)->find(key);
+}
+inline PropertyNode& PropertyMap::at(InternedString key)
+{
+    PropertyNode* node = find(key);
+    if (node == nullptr) {
+        Internal::throwKeyNotFound(key);
+    }
+    return *node;
+}
+inline const PropertyNode& PropertyMap::at(InternedString key) const { return const_cast<PropertyMap*>(this)->at(key); }
+
+inline PropertyNode& PropertyNode::at(const PropertyPath& path)
+{
+    PropertyNode* node = this;
+    for (const PropertyPathSegment& segment : path) {
+        node = segment.isName() ? &node->map().at(segment.name())
+                                : &node->list().at(static_cast<std::size_t>(segment.index()));
+    }
+    return *node;
+}
+inline const PropertyNode& PropertyNode::at(const PropertyPath& path) const
+{
+    return const_cast<PropertyNode*>(this)->at(path);
+}
+
+// One line, through the frozen form: "<NULL>", a value's text, {a, b},
+// {{'key', node}, ...}. Declared here so that test frameworks find them.
+LUM_API void PrintTo(const PropertyNode& node, std::ostream* stream);
+LUM_API void PrintTo(const PropertyList& list, std::ostream* stream);
+LUM_API void PrintTo(const PropertyMap& map, std::ostream* stream);
+
+}  // namespace Marlowen::Lum

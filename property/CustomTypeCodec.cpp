@@ -1,0 +1,151 @@
+// The process-wide registry of custom type codecs, with the codec of
+// PropertyPath built in.
+#include "LumCore/CustomTypeCodec.hpp"
+
+#include <cstdint>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "LumCore/InternedString.hpp"
+#include "LumCore/PropertyPath.hpp"
+#include "property/StandingKeys.hpp"
+
+namespace Marlowen::Lum {
+
+namespace {
+
+using Internal::CustomTypeCodec;
+
+PropertyMap encodePath(const PropertyPath& path)
+{
+    PropertyList segments;
+    segments.reserve(path.size());
+    for (const PropertyPathSegment& segment : path) {
+        if (segment.isName()) {
+            segments.push_back(PropertyNode(ZString(segment.name().view())));
+        } else {
+            segments.push_back(PropertyNode(segment.index()));
+        }
+    }
+    PropertyMap encoded;
+    encoded.insert(Internal::pathKey(), PropertyNode(std::move(segments)));
+    return encoded;
+}
+
+// Any numeric element type that converts to uint64_t is an index; a
+// one-element array reads like a scalar. Keys beside "path" are ignored.
+PropertyPath decodePath(const PropertyMap& encoded)
+{
+    PropertyPath path;
+    for (const PropertyNode& segment : encoded.at(Internal::pathKey()).list()) {
+        const ZVariant& value = segment.value();
+        if (value.holds<ZString>()) {
+            const ZString name = value.as<ZString>(ConversionMode::Cast);
+            path.append(InternedString(std::string_view(name)));
+        } else {
+            path.append(value.as<std::uint64_t>(ConversionMode::Cast));
+        }
+    }
+    return path;
+}
+
+class CustomTypeCodecRegistry {
+public:
+    CustomTypeCodecRegistry()
+    {
+        m_codecs.push_back(makeCustomTypeCodec<PropertyPath>(ZString("PropertyPath"), encodePath, decodePath));
+    }
+
+    void add(CustomTypeCodec&& codec)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (findByType(*codec.type) != m_codecs.end() || findByName(codec.name) != m_codecs.end()) {
+            throw std::runtime_error("The proposed addition conflicts with a previously registered codec.");
+        }
+        m_codecs.push_back(std::move(codec));
+    }
+
+    bool remove(const std::type_info& type)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto found = findByType(type);
+        if (found == m_codecs.end()) {
+            return false;
+        }
+        m_codecs.erase(found);
+        return true;
+    }
+
+    EncodedCustomTypeValues encode(const ZVariant& value)
+    {
+        const std::type_info& type = *value.typeInfo();
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto found = findByType(type);
+        if (found == m_codecs.end()) {
+            throw std::runtime_error(std::string("No codec found to encode type ") + type.name());
+        }
+        EncodedCustomTypeValues result;
+        result.typeName = found->name;
+        result.values = found->encode(value);
+        return result;
+    }
+
+    ZVariant decode(const EncodedCustomTypeValues& encoded)
+    {
+        const ZString name = encoded.typeName;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto found = findByName(name);
+        if (found == m_codecs.end()) {
+            throw std::runtime_error("No codec found to decode type " + name.to_string());
+        }
+        return found->decode(encoded.values);
+    }
+
+private:
+    // Types compare by std::type_info equality, so by name: a class
+    // registered from one module is found from another.
+    std::vector<CustomTypeCodec>::iterator findByType(const std::type_info& type)
+    {
+        auto it = m_codecs.begin();
+        while (it != m_codecs.end() && !(*it->type == type)) {
+            ++it;
+        }
+        return it;
+    }
+    std::vector<CustomTypeCodec>::iterator findByName(const ZString& name)
+    {
+        auto it = m_codecs.begin();
+        while (it != m_codecs.end() && std::string_view(it->name) != std::string_view(name)) {
+            ++it;
+        }
+        return it;
+    }
+
+    std::mutex m_mutex;
+    std::vector<CustomTypeCodec> m_codecs;
+};
+
+CustomTypeCodecRegistry& registry()
+{
+    static CustomTypeCodecRegistry s_registry;
+    return s_registry;
+}
+
+}  // namespace
+
+namespace Internal {
+
+void registerCustomTypeCodec(CustomTypeCodec&& codec) { registry().add(std::move(codec)); }
+
+bool unregisterCustomTypeCodec(const std::type_info& type) { return registry().remove(type); }
+
+}  // namespace Internal
+
+EncodedCustomTypeValues encodeCustomType(const ZVariant& value) { return registry().encode(value); }
+
+ZVariant decodeCustomType(const EncodedCustomTypeValues& encoded) { return registry().decode(encoded); }
+
+}  // namespace Marlowen::Lum
