@@ -6,7 +6,11 @@
 #include <complex>
 #include <vector>
 
+#include "LumCore/ConsoleFormatter.hpp"
+#include "LumCore/CustomTypeCodec.hpp"
+#include "LumCore/FPropertyTree.hpp"
 #include "LumCore/LumCoreFlat.h"
+#include "LumCore/PropertyTree.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/ZVariant.hpp"
 
@@ -154,6 +158,56 @@ void customData()
     }
 }
 
+void trees()
+{
+    section("Property trees: built, navigated, frozen, shared");
+    const double rates[] = {50, 55, 60};
+    PropertyList sensors;
+    sensors.push_back(PropertyMap{{"name", "probe"}, {"rates", ZVariant(rates, 3)}});
+    sensors.push_back(PropertyMap{{"name", "reference"}, {"unit", "K"}, {"name", "ignored: first key wins"}});
+    PropertyNode rig(PropertyMap{{"site", "lab 2"}, {"sensors", std::move(sensors)}});
+
+    const PropertyPath where{"sensors", 1, "name"};
+    std::cout << "at " << where << ": ";
+    PrintTo(rig.at(where).value(), &std::cout);
+    std::cout << "\n";
+    rig.at(PropertyPath{"sensors", 0}).map().insert("serial", std::uint64_t{4711});
+
+    const FPropertyNode frozen(rig);      // deep: one allocation per node
+    const FPropertyNode shared = frozen;  // one atomic increment, any number of threads may read it
+    std::cout << "frozen, in one line: ";
+    PrintTo(shared, &std::cout);
+    std::cout << "\n";
+    try {
+        (void)shared.map().at("owner");
+    } catch (const std::out_of_range& e) {
+        std::cout << "std::out_of_range: " << e.what() << "\n";
+    }
+
+    section("An application's class through a codec and back");
+    registerCustomTypeCodec(makeCustomTypeCodec<Calibration>(
+        ZString("Calibration"),
+        [](const Calibration& c) {
+            return PropertyMap{{"offset", c.offset}, {"gain", c.gain}};
+        },
+        [](const PropertyMap& m) {
+            return Calibration{m.at("offset").value().as<double>(), m.at("gain").value().as<double>()};
+        }));
+    const EncodedCustomTypeValues encoded = encodeCustomType(ZVariant(Calibration{0.5, 1.02}));
+    std::cout << "encoded as " << encoded.typeName << ": ";
+    PrintTo(encoded.values, &std::cout);
+    const ZVariant decoded = decodeCustomType(encoded);
+    std::cout << "\ndecoded: gain " << decoded.as<Calibration>().gain << "\n";
+    const EncodedCustomTypeValues path = encodeCustomType(ZVariant(where));  // the built-in codec
+    std::cout << "a path encoded: ";
+    PrintTo(path.values, &std::cout);
+    std::cout << "\n";
+
+    section("The tree as an outline");
+    rig.map().insert("calibration", encoded.values);
+    ConsoleFormatter::serialize(rig, std::cout);
+}
+
 }  // namespace
 
 int main()
@@ -163,5 +217,6 @@ int main()
     errorsAtTheBoundary();
     variants();
     customData();
+    trees();
     return 0;
 }

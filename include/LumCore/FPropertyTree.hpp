@@ -146,6 +146,7 @@ public:
     FPropertyMapData() = default;
     explicit FPropertyMapData(const PropertyMap& source)
     {
+        entries.reserve(source.size());  // a map's keys are unique already
         for (const auto& [key, node] : source) {
             insert(key, node);
         }
