@@ -9,12 +9,10 @@
 
 namespace Marlowen::Lum {
 
-void PrintTo(const ZVariant& value, std::ostream* stream) { Internal::writeVariantText(ZVariant(value), *stream); }
+// The text only reads the value, so no copy of it is taken.
+void PrintTo(const ZVariant& value, std::ostream* stream) { Internal::writeVariantText(value, *stream); }
 
-void PrintTo(const ZVariantAbi& value, std::ostream* stream)
-{
-    Internal::writeVariantText(ZVariantAbi(value), *stream);
-}
+void PrintTo(const ZVariantAbi& value, std::ostream* stream) { Internal::writeVariantText(value, *stream); }
 
 void PrintTo(const FPropertyNode& node, std::ostream* stream)
 {

@@ -2,6 +2,7 @@
 // PropertyPath built in.
 #include "LumCore/CustomTypeCodec.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <mutex>
 #include <stdexcept>
@@ -109,19 +110,14 @@ private:
     // registered from one module is found from another.
     std::vector<CustomTypeCodec>::iterator findByType(const std::type_info& type)
     {
-        auto it = m_codecs.begin();
-        while (it != m_codecs.end() && !(*it->type == type)) {
-            ++it;
-        }
-        return it;
+        return std::find_if(m_codecs.begin(), m_codecs.end(),
+                            [&](const CustomTypeCodec& codec) { return *codec.type == type; });
     }
     std::vector<CustomTypeCodec>::iterator findByName(const ZString& name)
     {
-        auto it = m_codecs.begin();
-        while (it != m_codecs.end() && std::string_view(it->name) != std::string_view(name)) {
-            ++it;
-        }
-        return it;
+        return std::find_if(m_codecs.begin(), m_codecs.end(), [&](const CustomTypeCodec& codec) {
+            return std::string_view(codec.name) == std::string_view(name);
+        });
     }
 
     std::mutex m_mutex;

@@ -4,14 +4,12 @@ namespace Marlowen::Lum::Internal {
 
 namespace {
 // Behind this unit's InternedStringSetManager guard, which the header above
-// placed first.
+// placed first. Only "path" is read by the library itself.
 const InternedString s_pathKey("path");
 const InternedString s_typeKey("type");
 const InternedString s_elementsKey("elements");
 }  // namespace
 
 InternedString pathKey() noexcept { return s_pathKey; }
-InternedString typeKey() noexcept { return s_typeKey; }
-InternedString elementsKey() noexcept { return s_elementsKey; }
 
 }  // namespace Marlowen::Lum::Internal

@@ -7,7 +7,5 @@
 namespace Marlowen::Lum::Internal {
 
 InternedString pathKey() noexcept;
-InternedString typeKey() noexcept;
-InternedString elementsKey() noexcept;
 
 }  // namespace Marlowen::Lum::Internal

@@ -223,12 +223,7 @@ inline const FPropertyMap& FPropertyNode::map() const
 }
 inline const FPropertyNode& FPropertyNode::at(const PropertyPath& path) const
 {
-    const FPropertyNode* node = this;
-    for (const PropertyPathSegment& segment : path) {
-        node = segment.isName() ? &node->map().at(segment.name())
-                                : &node->list().at(static_cast<std::size_t>(segment.index()));
-    }
-    return *node;
+    return Internal::walkPath(*this, path);
 }
 
 inline FPropertyList::FPropertyList(const PropertyList& list)
@@ -245,8 +240,7 @@ inline const FPropertyNode& FPropertyList::operator[](std::size_t i) const noexc
 inline const FPropertyNode& FPropertyList::at(std::size_t i) const
 {
     if (i >= size()) {
-        throw std::out_of_range("FPropertyList index " + std::to_string(i) + " is past the end (size " +
-                                std::to_string(size()) + ")");
+        Internal::throwIndexPastEnd("FPropertyList", i, size());
     }
     return data().nodes[i];
 }

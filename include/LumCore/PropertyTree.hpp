@@ -49,6 +49,27 @@ namespace Internal {
     throw std::out_of_range(message);
 }
 
+// "<list> index <i> is past the end (size <n>)", for both list forms.
+[[noreturn]] inline void throwIndexPastEnd(const char* list, std::size_t index, std::size_t size)
+{
+    throw std::out_of_range(std::string(list) + " index " + std::to_string(index) + " is past the end (size " +
+                            std::to_string(size) + ")");
+}
+
+// The node a path leads to from `node`, in either tree form: a name selects
+// in a map by key, an index in a list; a segment of the wrong kind fails
+// with the accessor's words.
+template <class Node>
+Node& walkPath(Node& node, const PropertyPath& path)
+{
+    Node* current = &node;
+    for (const PropertyPathSegment& segment : path) {
+        current = segment.isName() ? &current->map().at(segment.name())
+                                   : &current->list().at(static_cast<std::size_t>(segment.index()));
+    }
+    return *current;
+}
+
 // Linear search by text pointer; the first equal key is the result.
 template <class Entries>
 auto findEntry(Entries& entries, InternedString key) noexcept -> decltype(entries.begin())
@@ -214,8 +235,7 @@ inline const PropertyNode& PropertyList::operator[](std::size_t i) const noexcep
 inline PropertyNode& PropertyList::at(std::size_t i)
 {
     if (i >= m_nodes.size()) {
-        throw std::out_of_range("PropertyList index " + std::to_string(i) + " is past the end (size " +
-                                std::to_string(m_nodes.size()) + ")");
+        Internal::throwIndexPastEnd("PropertyList", i, m_nodes.size());
     }
     return m_nodes[i];
 }
@@ -259,19 +279,8 @@ inline PropertyNode& PropertyMap::at(InternedString key)
 }
 inline const PropertyNode& PropertyMap::at(InternedString key) const { return const_cast<PropertyMap*>(this)->at(key); }
 
-inline PropertyNode& PropertyNode::at(const PropertyPath& path)
-{
-    PropertyNode* node = this;
-    for (const PropertyPathSegment& segment : path) {
-        node = segment.isName() ? &node->map().at(segment.name())
-                                : &node->list().at(static_cast<std::size_t>(segment.index()));
-    }
-    return *node;
-}
-inline const PropertyNode& PropertyNode::at(const PropertyPath& path) const
-{
-    return const_cast<PropertyNode*>(this)->at(path);
-}
+inline PropertyNode& PropertyNode::at(const PropertyPath& path) { return Internal::walkPath(*this, path); }
+inline const PropertyNode& PropertyNode::at(const PropertyPath& path) const { return Internal::walkPath(*this, path); }
 
 // One line, through the frozen form: "<NULL>", a value's text, {a, b},
 // {{'key', node}, ...}. Declared here so that test frameworks find them.

@@ -10,24 +10,18 @@
 
 #include "LumCore/ConsoleFormatter.hpp"
 #include "format/VariantText.hpp"
+#include "support/Printed.hpp"
 
 namespace {
 
 using namespace Marlowen::Lum;
+using LumTest::printed;
 
 template <class Value>
 std::string serialized(const Value& value)
 {
     std::ostringstream out;
     ConsoleFormatter::serialize(value, out);
-    return out.str();
-}
-
-template <class Value>
-std::string printed(const Value& value)
-{
-    std::ostringstream out;
-    PrintTo(value, &out);
     return out.str();
 }
 

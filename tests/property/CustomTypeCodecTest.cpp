@@ -9,11 +9,13 @@
 
 #include "LumCore/CustomTypeCodec.hpp"
 #include "LumCore/FPropertyTree.hpp"
+#include "support/Printed.hpp"
 #include "support/ThrownText.hpp"
 
 namespace {
 
 using namespace Marlowen::Lum;
+using LumTest::printed;
 using LumTest::thrownText;
 
 struct Point {
@@ -35,13 +37,6 @@ CustomTypeCodec pointCodec(const char* name = "Point")
         [](const PropertyMap& m) {
             return Point{m.at("x").value().as<int>(), m.at("y").value().as<int>()};
         });
-}
-
-std::string printed(const PropertyNode& node)
-{
-    std::ostringstream out;
-    PrintTo(node, &out);
-    return out.str();
 }
 
 // Registers the Point codec for the life of a test.

@@ -8,21 +8,15 @@
 
 #include "LumCore/FPropertyTree.hpp"
 #include "support/CountingNew.hpp"
+#include "support/Printed.hpp"
 #include "support/ThrownText.hpp"
 
 namespace {
 
 using namespace Marlowen::Lum;
 using LumTest::AllocationCounter;
+using LumTest::printed;
 using LumTest::thrownText;
-
-template <class T>
-std::string printed(const T& value)
-{
-    std::ostringstream out;
-    PrintTo(value, &out);
-    return out.str();
-}
 
 TEST(FPropertyTree, NullNodesAndReferencesReadAsEmpty)
 {

@@ -9,19 +9,14 @@
 #include "LumCore/PropertyPath.hpp"
 #include "LumCore/ZVariant.hpp"
 #include "support/CountingNew.hpp"
+#include "support/Printed.hpp"
 #include "support/ThrownText.hpp"
 
 namespace {
 
 using namespace Marlowen::Lum;
+using LumTest::printed;
 using LumTest::thrownText;
-
-std::string printed(const PropertyPath& path)
-{
-    std::ostringstream out;
-    PrintTo(path, &out);
-    return out.str();
-}
 
 TEST(PropertyPath, EqualityComparesKindsThenOneWord)
 {

@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "LumCore/PropertyTree.hpp"
+#include "support/Printed.hpp"
 #include "support/ThrownText.hpp"
 
 namespace {
 
 using namespace Marlowen::Lum;
+using LumTest::printed;
 using LumTest::thrownText;
 
 static_assert(std::is_nothrow_move_constructible_v<PropertyNode>);
@@ -22,13 +24,6 @@ ZVariant heapArray()
 {
     const double values[] = {1, 2, 3};
     return ZVariant(values, 3);
-}
-
-std::string printed(const PropertyNode& node)
-{
-    std::ostringstream out;
-    PrintTo(node, &out);
-    return out.str();
 }
 
 TEST(PropertyTree, EachKindAnswersOnlyItsOwnAccessor)
