@@ -56,6 +56,34 @@ Positions resolve(const IndexSet& set, std::uint64_t length)
     return positions;
 }
 
+// The whole list as one run when its ascending positions leave no gap.
+std::uint64_t runOfAscending(const Positions& positions) noexcept
+{
+    if (!positions.empty() && positions.back() - positions.front() == positions.size() - 1) {
+        return positions.size();
+    }
+    return 1;
+}
+
+// The run length of an odometer walk: the fastest wheel makes runs when each
+// of its steps moves one element on, and a run grows by the next wheel while
+// that wheel's steps move exactly one run on.
+std::uint64_t runOfWheels(const std::vector<Positions>& contributions, const std::vector<std::size_t>& wheels,
+                          std::uint64_t count) noexcept
+{
+    std::uint64_t run = 1;
+    for (std::size_t wheel : wheels) {
+        const Positions& steps = contributions[wheel];
+        for (std::size_t j = 1; j < steps.size(); ++j) {
+            if (steps[j] - steps[j - 1] != run) {
+                return count % run == 0 ? run : 1;
+            }
+        }
+        run *= steps.size();
+    }
+    return count % run == 0 ? run : 1;
+}
+
 // The storage stride of every dimension of an array in `ordering`.
 Positions stridesOf(ArrayDimensionsView dims, DataOrdering ordering)
 {
@@ -160,6 +188,7 @@ SliceFlattener::SliceFlattener(const std::vector<IndexSet>& slices, ArrayDimensi
         // Either ordering lays out a vector alike; an invalid `use` goes unnoticed.
         m_enumeration = enumerationOf(use, ordering).value_or(DataOrdering::RowMajor);
         m_offsets = std::move(positions[0]);
+        m_runLength = runOfAscending(m_offsets);
         return;
     }
     m_enumeration = checkedEnumerationOf(use, ordering);
@@ -181,6 +210,7 @@ SliceFlattener::SliceFlattener(const std::vector<IndexSet>& slices, ArrayDimensi
         wheels[w] = isRowMajor(m_enumeration) ? wheels.size() - 1 - w : w;
     }
     walkOdometer(m_offsets, count, positions, wheels);
+    m_runLength = runOfWheels(positions, wheels, count);
 }
 
 SliceFlattener::SliceFlattener(const IndexSet& slice, ArrayDimensionsView dims, DataOrdering ordering,
@@ -194,6 +224,7 @@ SliceFlattener::SliceFlattener(const IndexSet& slice, ArrayDimensionsView dims, 
     const bool vectorInFact = !dims.empty() && total != 0 && longDimensions < 2;
     if (vectorInFact || isRowMajor(ordering) == isRowMajor(m_enumeration)) {
         m_offsets = std::move(positions);
+        m_runLength = runOfAscending(m_offsets);
         return;
     }
     const Positions enumerationStrides = stridesOf(dims, m_enumeration);

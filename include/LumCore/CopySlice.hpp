@@ -46,7 +46,7 @@ namespace Internal {
 
 // The length of the run of consecutive storage offsets that starts at
 // offsets[first], at most up to `count`.
-inline std::size_t runLength(const std::uint64_t* offsets, std::size_t first, std::size_t count) noexcept
+inline std::size_t consecutiveFrom(const std::uint64_t* offsets, std::size_t first, std::size_t count) noexcept
 {
     const std::uint64_t start = offsets[first] - first;  // offsets[i] == start + i along the run
     std::size_t end = first + 1;
@@ -69,13 +69,18 @@ inline std::size_t runLength(const std::uint64_t* offsets, std::size_t first, st
 
 // Calls deliver(i, sourceIndex, length) for each run of `length` elements
 // that goes from source[sourceIndex] on to destination position i, after
-// checking that the run lies within `available` elements.
+// checking that the run lies within `available` elements. Runs the table
+// reports are taken as they are, which reads one offset per run; otherwise
+// the offsets are searched for runs.
 template <class Deliver>
-void forEachSliceRun(const std::vector<std::uint64_t>& offsets, std::uint64_t available, Deliver&& deliver)
+void forEachSliceRun(const SliceFlattener& slice, std::uint64_t available, Deliver&& deliver)
 {
+    const std::vector<std::uint64_t>& offsets = slice.offsets();
     const std::size_t count = offsets.size();
+    const std::uint64_t reported = slice.runLength();
     for (std::size_t i = 0; i < count;) {
-        const std::size_t length = runLength(offsets.data(), i, count);
+        const std::size_t length =
+            reported > 1 ? static_cast<std::size_t>(reported) : consecutiveFrom(offsets.data(), i, count);
         const std::uint64_t first = offsets[i];
         if (first >= available || length > available - first) {
             throwSliceOutsideVariant();
@@ -97,7 +102,7 @@ ZVariantGeneric<Storage> copyWellKnownSlice(const ZVariantGeneric<Storage>& sour
         return result;
     }
     T* to = static_cast<T*>(result.mutableStoredData());
-    forEachSliceRun(slice.offsets(), available, [&](std::size_t i, std::size_t first, std::size_t length) {
+    forEachSliceRun(slice, available, [&](std::size_t i, std::size_t first, std::size_t length) {
         if constexpr (kCopiedAsBlock<T>) {
             std::memcpy(static_cast<void*>(to + i), from + first, length * sizeof(T));
         } else {
@@ -115,10 +120,9 @@ ZVariant copyCustomSlice(const ZVariant& source, const SliceFlattener& slice)
     const T* from = source.getIf<T>();
     std::vector<T> elements;
     elements.reserve(slice.offsets().size());
-    forEachSliceRun(slice.offsets(), elementCount(source.dimensions()),
-                    [&](std::size_t, std::size_t first, std::size_t length) {
-                        elements.insert(elements.end(), from + first, from + first + length);
-                    });
+    forEachSliceRun(slice, elementCount(source.dimensions()), [&](std::size_t, std::size_t first, std::size_t length) {
+        elements.insert(elements.end(), from + first, from + first + length);
+    });
     return ZVariant(std::move(elements), ArrayDimensionsView(slice.sliceDimensions()), slice.enumerationOrdering());
 }
 

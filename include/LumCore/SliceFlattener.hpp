@@ -59,11 +59,17 @@ public:
     // The ordering of the enumeration: of a dense array of sliceDimensions()
     // filled from offsets() in order.
     [[nodiscard]] DataOrdering enumerationOrdering() const noexcept { return m_enumeration; }
+    // The table falls into runs of this many consecutive storage offsets:
+    // entries kR to kR + R - 1 are offsets()[kR] plus 0 to R - 1. At least 1;
+    // found from the selections' structure, so a slice made of runs that the
+    // selections do not show as such reports shorter ones.
+    [[nodiscard]] std::uint64_t runLength() const noexcept { return m_runLength; }
 
 private:
     std::vector<std::uint64_t> m_offsets;
     std::vector<std::uint64_t> m_sliceDimensions;
     DataOrdering m_enumeration = DataOrdering::RowMajor;
+    std::uint64_t m_runLength = 1;
 };
 
 }  // namespace Marlowen::Lum

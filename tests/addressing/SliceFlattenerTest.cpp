@@ -227,6 +227,40 @@ IndexSet randomSet(std::mt19937& random, std::uint64_t length)
     return set;
 }
 
+// The reported run length divides the table into runs of consecutive offsets.
+void expectRuns(const SliceFlattener& flattener)
+{
+    const std::uint64_t run = flattener.runLength();
+    const Offsets& offsets = flattener.offsets();
+    ASSERT_GE(run, 1u);
+    ASSERT_EQ(offsets.size() % run, 0u);
+    for (std::size_t i = 0; i < offsets.size(); ++i) {
+        ASSERT_EQ(offsets[i], offsets[i - i % run] + i % run) << i;
+    }
+}
+
+TEST(SliceFlattener, RunsFollowTheSelections)
+{
+    const Dims dims{4, 4};
+    const IndexSet middle(IndexRange(IndexValue(1), IndexValue(2)));
+    EXPECT_EQ(SliceFlattener(allOf(2), dims, kRow, UseDataOrdering::RowMajor).runLength(), 16u);
+    EXPECT_EQ(SliceFlattener(allOf(2), dims, kRow, UseDataOrdering::ColumnMajor).runLength(), 1u);
+    EXPECT_EQ(SliceFlattener({middle, middle}, dims, kColumn, UseDataOrdering::AsArray).runLength(), 2u);
+    // Whole rows, several of them in a row: one run.
+    EXPECT_EQ(SliceFlattener({middle, IndexSet(IndexRange::all)}, dims, kRow, UseDataOrdering::RowMajor).runLength(),
+              8u);
+    // A dimension of one position does not break a run.
+    EXPECT_EQ(SliceFlattener({middle, IndexSet(IndexValue(0))}, Dims{4, 1}, kRow, UseDataOrdering::AsArray).runLength(),
+              2u);
+    EXPECT_EQ(SliceFlattener({IndexSet(IndexValue(2)), middle}, dims, kColumn, UseDataOrdering::AsArray).runLength(),
+              1u);
+    EXPECT_EQ(SliceFlattener(IndexSet(IndexValue(3), IndexValue(5)), dims, kRow, UseDataOrdering::RowMajor).runLength(),
+              1u);
+    EXPECT_EQ(SliceFlattener(IndexSet(IndexRange(IndexValue(3), IndexValue(5))), dims, kRow, UseDataOrdering::RowMajor)
+                  .runLength(),
+              3u);
+}
+
 TEST(SliceFlattener, TablesMatchThePlainArithmeticOnRandomSlices)
 {
     std::mt19937 random(20261123);
@@ -250,6 +284,7 @@ TEST(SliceFlattener, TablesMatchThePlainArithmeticOnRandomSlices)
 
         const SliceFlattener flattener(slices, dims, ordering, use);
         EXPECT_EQ(flattener.offsets(), referencePerDimension(slices, dims, ordering, enumeration));
+        expectRuns(flattener);
         ASSERT_EQ(flattener.sliceDimensions().size(), dims.size());
         if (dims.size() > 1) {
             EXPECT_EQ(flattener.enumerationOrdering(), enumeration);
@@ -259,6 +294,7 @@ TEST(SliceFlattener, TablesMatchThePlainArithmeticOnRandomSlices)
         const SliceFlattener flat(linear, dims, ordering, use);
         EXPECT_EQ(flat.offsets(), referenceLinear(linear, dims, ordering, enumeration));
         EXPECT_EQ(flat.sliceDimensions(), Offsets{flat.offsets().size()});
+        expectRuns(flat);
     }
 }
 
