@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "LumCore/ConsoleFormatter.hpp"
+#include "LumCore/CopySlice.hpp"
 #include "LumCore/CustomTypeCodec.hpp"
 #include "LumCore/FPropertyTree.hpp"
 #include "LumCore/LumCoreFlat.h"
@@ -128,6 +129,36 @@ void variants()
     std::cout << "same memory? " << (complex.constStoredData() == real.constStoredData()) << "\n";
 }
 
+void slices()
+{
+    section("Slices: selections per dimension, an offset table, a copy");
+    // A 4 x 5 grid whose element (r, c) is 10 r + c.
+    std::vector<double> values;
+    for (int r = 0; r < 4; ++r) {
+        for (int c = 0; c < 5; ++c) {
+            values.push_back(10.0 * r + c);
+        }
+    }
+    const ZVariant grid(values.data(), values.size(), std::vector<std::size_t>{4, 5});
+    printElements("grid:     ", grid);
+
+    // Rows 1 to the last, and columns 0 and 2 to 4 by steps of 2, counted from the end.
+    const IndexSet rows(IndexRange(IndexValue(1), IndexValue(0, true)));
+    const IndexSet columns(IndexValue(0), IndexRange(IndexValue(2, true), IndexValue(0, true), 2));
+    const SliceFlattener slice({rows, columns}, grid.dimensions(), grid.dataOrdering(), UseDataOrdering::AsArray);
+    std::cout << "offsets:  ";
+    for (std::uint64_t offset : slice.offsets()) {
+        std::cout << ' ' << offset;
+    }
+    std::cout << "\n";
+    printElements("copied:   ", copySlice(grid, slice));
+
+    // The same slice enumerated column by column: a column-major copy.
+    const SliceFlattener byColumn({rows, columns}, grid.dimensions(), grid.dataOrdering(),
+                                  UseDataOrdering::ColumnMajor);
+    printElements("by column:", copySlice(grid, byColumn));
+}
+
 // A class of the application's own: the library has never heard of it.
 struct Calibration {
     double offset = 0;
@@ -216,6 +247,7 @@ int main()
     strings();
     errorsAtTheBoundary();
     variants();
+    slices();
     customData();
     trees();
     return 0;
