@@ -43,7 +43,7 @@ public:
         return dispatchElementType(this->wellKnownDataType(), [&](auto tag) -> IVariantData* {
             using T = typename decltype(tag)::type;
             const ArrayDimensionsView dims(m_dimensions);
-            OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::create(dims, ordering));
+            OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createForOverwrite(dims, ordering));
             reorderElements(static_cast<const T*>(m_inner->constStoredData()), result->elements(), dims,
                             m_inner->dataOrdering());
             return result.release();

@@ -10,6 +10,11 @@ namespace LumTest {
 
 std::uint64_t allocationCount() noexcept;
 
+// How many blocks asked for with page alignment or more were freed with
+// another alignment, or blocks asked for with less freed with such an
+// alignment: each is a block freed by another route than it came by.
+std::uint64_t freedByAnotherRoute() noexcept;
+
 // Counts the allocations made between its construction and a call of count().
 class AllocationCounter {
 public:

@@ -1,67 +1,10 @@
 // Storage lent by a caller: forwarded to while the caller's memory lives,
 // copied once when the caller withdraws it.
-#include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "StorageTestSupport.hpp"
 
 namespace {
 
 using namespace StorageTest;
-
-// A caller that lends a buffer of doubles, as an application would.
-class LentSamples : public ExternalVariantStorageInterface {
-public:
-    LentSamples(std::vector<double> values, Extents shape, DataOrdering ordering = kRow)
-        : values(std::move(values)), shape(std::move(shape)), ordering(ordering)
-    {
-    }
-    ~LentSamples() override { withdraw(); }
-
-    // What the caller does before its buffer goes away.
-    void withdraw()
-    {
-        if (detachFromStorage) {
-            auto detach = std::move(detachFromStorage);
-            detachFromStorage = nullptr;
-            detach();
-        }
-    }
-
-    std::size_t numberAllocatedElements() const override { return values.size(); }
-    // Handed out from scratch space that the next call may reuse.
-    ArrayDimensionsView dimensions() const override
-    {
-        scratch = shape;
-        return ArrayDimensionsView(scratch);
-    }
-    DataOrdering dataOrdering() const override { return ordering; }
-    WellKnownType wellKnownDataType() const override { return type; }
-    void reshapeNoRealloc(ArrayDimensionsView dims) override
-    {
-        if (elementCount(dims) > values.size()) {
-            throw std::length_error("too large for the buffer");
-        }
-        shape = dims.toVector();
-    }
-    const void* constStoredData() const override
-    {
-        ++dataReads;
-        return values.data();
-    }
-    void* mutableStoredData() override { return values.data(); }
-    void adaptorDestroyed() override
-    {
-        ++destroyedCalls;
-        detachFromStorage = nullptr;
-    }
-
-    std::vector<double> values;
-    Extents shape;
-    DataOrdering ordering;
-    WellKnownType type{WellKnownTypeValue::double_};
-    mutable Extents scratch;
-    mutable int dataReads = 0;
-    int destroyedCalls = 0;
-};
 
 TEST(ExternalStorage, ForwardingReadsTheCallersMemoryInPlace)
 {

@@ -16,6 +16,7 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/Complex.hpp"
 #include "LumCore/Duration.hpp"
+#include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/internal/IVariantDataRefCounted.hpp"
 #include "LumCore/internal/OwnedStorage.hpp"
 #include "LumCore/internal/ScalarVariantData.hpp"
@@ -87,5 +88,61 @@ inline std::vector<double> iota(std::size_t count)
     }
     return values;
 }
+
+// A caller that lends a buffer of doubles, as an application would.
+class LentSamples : public ExternalVariantStorageInterface {
+public:
+    LentSamples(std::vector<double> values, Extents shape, DataOrdering ordering = kRow)
+        : values(std::move(values)), shape(std::move(shape)), ordering(ordering)
+    {
+    }
+    ~LentSamples() override { withdraw(); }
+
+    // What the caller does before its buffer goes away.
+    void withdraw()
+    {
+        if (detachFromStorage) {
+            auto detach = std::move(detachFromStorage);
+            detachFromStorage = nullptr;
+            detach();
+        }
+    }
+
+    std::size_t numberAllocatedElements() const override { return values.size(); }
+    // Handed out from scratch space that the next call may reuse.
+    ArrayDimensionsView dimensions() const override
+    {
+        scratch = shape;
+        return ArrayDimensionsView(scratch);
+    }
+    DataOrdering dataOrdering() const override { return ordering; }
+    WellKnownType wellKnownDataType() const override { return type; }
+    void reshapeNoRealloc(ArrayDimensionsView dims) override
+    {
+        if (elementCount(dims) > values.size()) {
+            throw std::length_error("too large for the buffer");
+        }
+        shape = dims.toVector();
+    }
+    const void* constStoredData() const override
+    {
+        ++dataReads;
+        return values.data();
+    }
+    void* mutableStoredData() override { return values.data(); }
+    void adaptorDestroyed() override
+    {
+        ++destroyedCalls;
+        detachFromStorage = nullptr;
+    }
+
+    std::vector<double> values;
+    Extents shape;
+    DataOrdering ordering;
+    WellKnownType type{WellKnownTypeValue::double_};
+    mutable Extents scratch;
+    mutable int dataReads = 0;
+    int destroyedCalls = 0;
+};
 
 }  // namespace StorageTest

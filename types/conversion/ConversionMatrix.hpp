@@ -37,12 +37,16 @@ IVariantData* convertArrayData(const IVariantData& source, WellKnownType target,
         using To = typename decltype(tag)::type;
         const ArrayDimensionsView dims = source.dimensions();
         const std::uint64_t count = elementCount(dims);
-        OwnedStorage<VectorVariantData<To>> result(VectorVariantData<To>::create(dims, source.dataOrdering()));
-        // The kernels expect default-valued destinations. New numbers are
-        // uninitialised, and only the pairs from non-numeric sources may
-        // leave them unwritten (a default-only pair that succeeds).
-        constexpr auto fromBits = static_cast<std::uint16_t>(WellKnownTypeOf<From>::value);
-        if constexpr (std::is_arithmetic_v<To> && (fromBits & kNumericKindMask) == 0) {
+        // The numeric and copying kernels write every element of a result they
+        // return, so its memory is touched once, by them. The other rules may
+        // leave elements unwritten (a default-only pair that succeeds) and
+        // start from default values, numbers included.
+        constexpr ConversionRule rule = conversionRuleOf<From, To>();
+        constexpr bool writesEvery = rule == ConversionRule::numeric || rule == ConversionRule::copy;
+        OwnedStorage<VectorVariantData<To>> result(
+            writesEvery ? VectorVariantData<To>::createForOverwrite(dims, source.dataOrdering())
+                        : VectorVariantData<To>::create(dims, source.dataOrdering()));
+        if constexpr (std::is_arithmetic_v<To> && !writesEvery) {
             std::memset(static_cast<void*>(result->elements()), 0, count * sizeof(To));
         }
         if (!convertElementArray<From, To>(static_cast<const From*>(source.constStoredData()), result->elements(),

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "LumCore/ArrayDimensionsView.hpp"
+#include "LumCore/internal/ArrayBlock.hpp"
 #include "LumCore/internal/ConversionDispatch.hpp"
 #include "LumCore/internal/ElementTraits.hpp"
 #include "LumCore/internal/IVariantDataRefCounted.hpp"
@@ -106,6 +107,18 @@ public:
         return array;
     }
 
+    // A new array whose every element the caller writes before anything
+    // reads it: elements copied as blocks are left as they are, so that the
+    // memory of a new array is touched once; others are default.
+    [[nodiscard]] static VectorVariantData* createForOverwrite(ArrayDimensionsView dimensions, DataOrdering ordering)
+    {
+        if constexpr (kCopiedAsBlock<T>) {
+            return allocate(elementCount(dimensions), dimensions, ordering);
+        } else {
+            return create(dimensions, ordering);
+        }
+    }
+
     // A new array holding copies of `count` elements at `data`; the caller
     // has checked that `dimensions` describes `count` elements.
     [[nodiscard]] static VectorVariantData* createWithData(const T* data, std::size_t count,
@@ -130,8 +143,20 @@ public:
 
     ~VectorVariantData() override { std::destroy_n(elements(), m_allocatedElements); }
 
-    // The deleting destructor gives back the one block that allocate() took.
-    static void operator delete(void* block) noexcept { ::operator delete (block, std::align_val_t{kBlockAlignment}); }
+#if LUMCORE_ARRAY_BLOCK_ROUTES
+    // The deleting destructor gives back the one block that allocate() took,
+    // by the route its size chose; the size is read before the header goes.
+    void operator delete(VectorVariantData* array, std::destroying_delete_t) noexcept
+    {
+        const std::size_t bytes = array->m_blockBytes;
+        array->~VectorVariantData();
+        freeBlock(array, bytes);
+    }
+#else
+    // Without a destroying delete (C++17) the size is gone by the time the
+    // block is freed, so such a caller takes the small route for every size.
+    static void operator delete(void* block) noexcept { freeBlock(block, 0); }
+#endif
 
     [[nodiscard]] std::size_t numberAllocatedElements() const override { return m_allocatedElements; }
 
@@ -170,12 +195,11 @@ private:
     // boundary behind the header: no array begins mid-line, wide loads over
     // the elements split no more lines than they must, and callers may use
     // aligned vector loads on what mutableStoredData() returns.
-    static constexpr std::size_t kBlockAlignment = 64;
-    static_assert(alignof(T) <= kBlockAlignment);
+    static_assert(alignof(T) <= kArrayBlockAlignment);
 
     static constexpr std::size_t elementsOffset() noexcept
     {
-        return (sizeof(VectorVariantData) + kBlockAlignment - 1) / kBlockAlignment * kBlockAlignment;
+        return (sizeof(VectorVariantData) + kArrayBlockAlignment - 1) / kArrayBlockAlignment * kArrayBlockAlignment;
     }
 
     VectorVariantData(ArrayDimensionsView dimensions, DataOrdering ordering)
@@ -190,18 +214,40 @@ private:
         if (count > (std::numeric_limits<std::size_t>::max() - elementsOffset()) / sizeof(T)) {
             throw std::bad_array_new_length();
         }
-        void* block = ::operator new (elementsOffset() + count * sizeof(T), std::align_val_t{kBlockAlignment});
+        const std::size_t bytes = elementsOffset() + count * sizeof(T);
+        void* block = allocateBlock(bytes);
         try {
             auto* array = ::new (block) VectorVariantData(dimensions, ordering);
             array->m_allocatedElements = count;
+            array->m_blockBytes = bytes;
             return array;
         } catch (...) {
-            ::operator delete (block, std::align_val_t{kBlockAlignment});
+            freeBlock(block, bytes);
             throw;
         }
     }
 
+    // The block and its release, by a route that the deleting destructor can
+    // take again.
+    static void* allocateBlock(std::size_t bytes)
+    {
+#if LUMCORE_ARRAY_BLOCK_ROUTES
+        return allocateArrayBlock(bytes);
+#else
+        return ::operator new (bytes, std::align_val_t{kArrayBlockAlignment});
+#endif
+    }
+    static void freeBlock(void* block, [[maybe_unused]] std::size_t bytes) noexcept
+    {
+#if LUMCORE_ARRAY_BLOCK_ROUTES
+        freeArrayBlock(block, bytes);
+#else
+        ::operator delete (block, std::align_val_t{kArrayBlockAlignment});
+#endif
+    }
+
     std::size_t m_allocatedElements;
+    std::size_t m_blockBytes = 0;  // as asked of allocateArrayBlock
 };
 
 template <class T>
@@ -259,7 +305,7 @@ IVariantData* ArrayVariantData<T, Derived>::reorderData(DataOrdering ordering) c
         return const_cast<ArrayVariantData*>(this);
     }
     const ArrayDimensionsView dims(m_dimensions);
-    OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::create(dims, ordering));
+    OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createForOverwrite(dims, ordering));
     reorderElements(self().elements(), self().numberAllocatedElements(), result->elements(), dims, m_ordering);
     return result.release();
 }
