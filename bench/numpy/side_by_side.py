@@ -60,6 +60,101 @@ def warm_copy(np, nbytes):
     return lambda: ctypes.memmove(target.ctypes.data, source.ctypes.data, nbytes)
 
 
+class ErrorRecord(ctypes.Structure):
+    _fields_ = [("typeName", ctypes.c_char_p), ("message", ctypes.c_char * 200)]
+
+
+class ArrayDimensions(ctypes.Structure):
+    _fields_ = [("data", ctypes.POINTER(ctypes.c_size_t)), ("size", ctypes.c_size_t)]
+
+
+class Flat:
+    """The flat variant functions the rows use, each checked after the call."""
+
+    DOUBLE, FLOAT, INT32 = 0x0001, 0x0002, 0x0006
+    LOSSLESS, CAST = 0, 1
+    ROW_MAJOR, COLUMN_MAJOR = 0, 1
+
+    def __init__(self, path):
+        lib = ctypes.CDLL(path, mode=ctypes.RTLD_GLOBAL)
+        handle, err = ctypes.c_void_p, ctypes.POINTER(ErrorRecord)
+        u16, u32, size = ctypes.c_uint16, ctypes.c_uint32, ctypes.c_size_t
+        signatures = {
+            "constructArray": (handle, [err, ctypes.c_void_p, u16, size, ArrayDimensions, u32]),
+            "convertDataTo": (handle, [err, handle, u16, u32]),
+            "reorderData": (handle, [err, handle, u32]),
+            "copy": (handle, [err, handle]),
+            "destruct": (None, [err, handle]),
+            "isEquivalentTo": (ctypes.c_bool, [err, handle, handle, u32]),
+            "constStoredData": (ctypes.c_void_p, [err, handle]),
+        }
+        self.error = ErrorRecord()
+        for name, (restype, argtypes) in signatures.items():
+            function = getattr(lib, "ZVariantData_C_API_" + name)
+            function.restype, function.argtypes = restype, argtypes
+            setattr(self, "_" + name, function)
+
+    def call(self, name, *args):
+        self.error.typeName = None
+        result = getattr(self, "_" + name)(ctypes.byref(self.error), *args)
+        if self.error.typeName is not None:
+            raise RuntimeError(f"{name}: {self.error.typeName.decode()}: {self.error.message.decode()}")
+        return result
+
+    def array(self, np_array, type_code, shape):
+        extents = (ctypes.c_size_t * len(shape))(*shape)
+        dims = ArrayDimensions(extents, len(shape))
+        return self.call("constructArray", np_array.ctypes.data, type_code, np_array.size, dims, self.ROW_MAJOR)
+
+    def made_and_released(self, name, *args):
+        """Runs a flat function that returns a new handle, and releases it."""
+        self.call("destruct", self.call(name, *args))
+
+
+def large_array_rows(np, flat):
+    n, side = 16 << 20, 4096
+    doubles = np.arange(n, dtype=np.float64) % 200003 - 100001
+    int32s = doubles.astype(np.int32)
+    square = doubles.reshape(side, side)
+    other = doubles.copy()
+    h_double = flat.array(doubles, flat.DOUBLE, [n])
+    h_other = flat.array(other, flat.DOUBLE, [n])
+    h_int32 = flat.array(int32s, flat.INT32, [n])
+    h_square = flat.array(square, flat.DOUBLE, [side, side])
+
+    def reorder():
+        share = flat.call("copy", h_square)  # the reference reorderData consumes
+        flat.call("destruct", flat.call("reorderData", share, flat.COLUMN_MAJOR))
+
+    return [
+        Row("make a 16 Mi double array from data",
+            lambda: flat.call("destruct", flat.array(doubles, flat.DOUBLE, [n])),
+            lambda: np.array(doubles),
+            warm_copy(np, n * 8)),
+        Row("Cast int32 -> double, 16 Mi",
+            lambda: flat.made_and_released("convertDataTo", h_int32, flat.DOUBLE, flat.CAST),
+            lambda: int32s.astype(np.float64),
+            warm_copy(np, n * 8)),
+        Row("Cast double -> float, 16 Mi",
+            lambda: flat.made_and_released("convertDataTo", h_double, flat.FLOAT, flat.CAST),
+            lambda: doubles.astype(np.float32),
+            warm_copy(np, n * 4)),
+        Row("Lossless double -> int32, 16 Mi",
+            lambda: flat.made_and_released("convertDataTo", h_double, flat.INT32, flat.LOSSLESS),
+            lambda: doubles.astype(np.int32),
+            warm_copy(np, n * 4)),
+        Row("reorder 4096 x 4096 double",
+            reorder,
+            lambda: np.asfortranarray(square),
+            warm_copy(np, n * 8)),
+        Row("isEquivalentTo, 16 Mi double",
+            lambda: flat.call("isEquivalentTo", h_double, h_other, flat.LOSSLESS),
+            lambda: np.array_equal(doubles, other),
+            warm_copy(np, n * 8),
+            check=lambda: flat.call("isEquivalentTo", h_double, h_other, flat.LOSSLESS)),
+    ]
+
+
 def slice_rows(np, helper):
     n, lo, hi = 4096, 1024, 2048
     grid = np.arange(n * n, dtype=np.float64).reshape(n, n)
@@ -108,12 +203,12 @@ def main():
         return 0
 
     # The library first, with its symbols global, so that the helper binds to it.
-    ctypes.CDLL(args.lumcore, mode=ctypes.RTLD_GLOBAL)
+    flat = Flat(args.lumcore)
     helper = load_helper(args.helper)
 
     print(f"NumPy {np.__version__}, Python {sys.version.split()[0]}, medians of {args.repeats}")
     print(f"{'case':44} {'LumCore':>10} {'NumPy':>10} {'limit':>10} {'vs NumPy':>9} {'vs limit':>9}")
-    for row in slice_rows(np, helper):
+    for row in large_array_rows(np, flat) + slice_rows(np, helper):
         lum, peer, limit = measure(row, args.repeats)
         print(f"{row.name:44} {lum * 1e3:8.3f}ms {peer * 1e3:8.3f}ms {limit * 1e3:8.3f}ms "
               f"{peer / lum:8.2f}x {limit / lum:8.2f}x")

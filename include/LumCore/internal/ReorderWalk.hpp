@@ -13,7 +13,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/DataOrdering.hpp"
@@ -66,6 +71,89 @@ void transposeMatrix(const T* in, std::size_t inStride, T* out, std::size_t outS
             }
         }
     }
+}
+
+#if defined(__SSE2__)
+// Large matrices of 8-byte elements go another way. Tiles of 32 source rows
+// by 128 columns are read row by row (runs of 16 cache lines), transposed
+// in pairs of rows with 16-byte shuffles into a buffer that stays in L1, and
+// each destination row's 32 elements are written with streaming stores: the
+// destination is not read first, as cached stores would read it. That ran at
+// about half of memcpy's speed on 4096 x 4096 doubles, against a third for
+// the cached tiles above. Only the bits move, so any 8-byte class will do.
+inline constexpr std::size_t kStreamTileRows = 32;
+inline constexpr std::size_t kStreamTileColumns = 128;
+inline constexpr std::size_t kStreamMinimumBytes = std::size_t{4} << 20;
+
+template <class T>
+inline constexpr bool kStreamsTranspose = sizeof(T) == 8 && std::is_trivially_copyable_v<T>;
+
+// Whether the streaming route can write the destination: 16-byte stores
+// need 16-byte aligned rows.
+template <class T>
+bool canStreamTranspose(const T* out, std::size_t outStride, std::size_t rows, std::size_t columns) noexcept
+{
+    return kStreamsTranspose<T> && rows >= kStreamTileRows && columns >= kStreamTileColumns &&
+           rows * columns * sizeof(T) >= kStreamMinimumBytes && reinterpret_cast<std::uintptr_t>(out) % 16 == 0 &&
+           outStride % 2 == 0;
+}
+
+// out[j * outStride + i] = in[i * inStride + j] over the whole tiles; the
+// caller transposes the edges.
+template <class T>
+void transposeTilesStreaming(const T* in, std::size_t inStride, T* out, std::size_t outStride, std::size_t rows,
+                             std::size_t columns)
+{
+    constexpr std::size_t kRows = kStreamTileRows;
+    constexpr std::size_t kPadded = kRows + 8;  // rows of the buffer apart in the cache's sets
+    alignas(64) std::uint64_t buffer[kStreamTileColumns][kPadded];
+    for (std::size_t i0 = 0; i0 < rows; i0 += kRows) {
+        for (std::size_t j0 = 0; j0 < columns; j0 += kStreamTileColumns) {
+            for (std::size_t i = 0; i < kRows; i += 2) {
+                const T* upper = in + (i0 + i) * inStride + j0;
+                const T* lower = upper + inStride;
+                for (std::size_t j = 0; j < kStreamTileColumns; j += 2) {
+                    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + j));
+                    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + j));
+                    _mm_store_si128(reinterpret_cast<__m128i*>(&buffer[j][i]), _mm_unpacklo_epi64(a, b));
+                    _mm_store_si128(reinterpret_cast<__m128i*>(&buffer[j + 1][i]), _mm_unpackhi_epi64(a, b));
+                }
+            }
+            for (std::size_t j = 0; j < kStreamTileColumns; ++j) {
+                auto* row = reinterpret_cast<__m128i*>(out + (j0 + j) * outStride + i0);
+                const auto* from = reinterpret_cast<const __m128i*>(buffer[j]);
+                for (std::size_t k = 0; k < kRows / 2; ++k) {
+                    _mm_stream_si128(row + k, _mm_load_si128(from + k));
+                }
+            }
+        }
+    }
+    _mm_sfence();  // the streamed lines are in memory before anyone reads them
+}
+#endif
+
+// The transpose of a whole matrix: whole streaming tiles where they pay,
+// the cached tiles for the rest.
+template <class T>
+void transposeWholeMatrix(const T* in, std::size_t inStride, T* out, std::size_t outStride, std::size_t rows,
+                          std::size_t columns)
+{
+#if defined(__SSE2__)
+    if constexpr (kStreamsTranspose<T>) {
+        if (canStreamTranspose(out, outStride, rows, columns)) {
+            const std::size_t tiledRows = rows / kStreamTileRows * kStreamTileRows;
+            const std::size_t tiledColumns = columns / kStreamTileColumns * kStreamTileColumns;
+            transposeTilesStreaming(in, inStride, out, outStride, tiledRows, tiledColumns);
+            // The columns right of the tiles, all rows; then the rows below them.
+            transposeMatrix(in + tiledColumns, inStride, out + tiledColumns * outStride, outStride, rows,
+                            columns - tiledColumns);
+            transposeMatrix(in + tiledRows * inStride, inStride, out + tiledRows, outStride, rows - tiledRows,
+                            tiledColumns);
+            return;
+        }
+    }
+#endif
+    transposeMatrix(in, inStride, out, outStride, rows, columns);
 }
 
 // The walk itself, element by element, for a source that holds fewer
@@ -148,11 +236,11 @@ void reorderElements(const T* source, std::uint64_t available, T* destination, A
         // The source runs along its fastest dimension, the destination along
         // the other: the last for row-major, the first for column-major.
         if (fromRowMajor) {
-            transposeMatrix(source + srcOffset, srcStride[0], destination + dstOffset, dstStride[rank - 1], dims[0],
-                            dims[rank - 1]);
+            transposeWholeMatrix(source + srcOffset, srcStride[0], destination + dstOffset, dstStride[rank - 1],
+                                 dims[0], dims[rank - 1]);
         } else {
-            transposeMatrix(source + srcOffset, srcStride[rank - 1], destination + dstOffset, dstStride[0],
-                            dims[rank - 1], dims[0]);
+            transposeWholeMatrix(source + srcOffset, srcStride[rank - 1], destination + dstOffset, dstStride[0],
+                                 dims[rank - 1], dims[0]);
         }
         std::size_t k = rank - 1;
         while (k-- > 1) {
