@@ -315,7 +315,10 @@ IVariantData* ArrayVariantData<T, Derived>::reorderData(DataOrdering ordering) c
 template <class T>
 IVariantData* reshapeIntoNewArray(const IVariantData& source, ArrayDimensionsView dimensions, DataOrdering ordering)
 {
-    OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::create(dimensions, ordering));
+    // When the source fills the whole new array, its memory is written once.
+    const bool filled = elementCount(dimensions) <= source.numberAllocatedElements();
+    OwnedStorage<VectorVariantData<T>> result(filled ? VectorVariantData<T>::createForOverwrite(dimensions, ordering)
+                                                     : VectorVariantData<T>::create(dimensions, ordering));
     const std::size_t count = std::min(result->numberAllocatedElements(), source.numberAllocatedElements());
     assignElements(result->elements(), static_cast<const T*>(source.constStoredData()), count);
     return result.release();
