@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <new>
 
 struct ZStringData {
@@ -19,6 +20,11 @@ struct ZStringData {
     // A record of `size` bytes with a count of 1; the text is left unset.
     [[nodiscard]] static ZStringData* allocate(std::size_t size)
     {
+        // A size whose record would not fit in memory is one that cannot be
+        // had, rather than a small block that the header overruns.
+        if (size > std::numeric_limits<std::size_t>::max() - sizeof(ZStringData) - 1) {
+            throw std::bad_alloc();
+        }
         void* block = ::operator new(sizeof(ZStringData) + size + 1);
         return ::new (block) ZStringData{{1u}, size};
     }

@@ -1,5 +1,6 @@
 #include "variant/ExternalVariantStorageAdaptor.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "LumCore/VariantFactories.hpp"
@@ -17,13 +18,29 @@ ExternalVariantStorageAdaptor::~ExternalVariantStorageAdaptor()
 
 void ExternalVariantStorageAdaptor::detachFromStorage()
 {
-    const WellKnownType type = wellKnownDataType();
-    // A same-type Cast is a plain copy of the elements into a new array.
-    std::unique_ptr<IVariantData> copy(m_external != nullptr ? convertForwarded(type, ConversionMode::Cast)
-                                                             : m_detached->convertDataTo(type, ConversionMode::Cast));
+    // The copy keeps the whole room, not only what the shape describes: a
+    // view over this adaptor sized itself by numberAllocatedElements(), and
+    // a reshape within the room may have made the shape smaller than that.
+    // (The private copy is always an array of this library's own.)
+    std::unique_ptr<IVariantData> copy(
+        m_external != nullptr ? copyExternalRoom() : static_cast<const IVariantDataRefCounted&>(*m_detached).clone());
     m_detached = std::move(copy);
     m_external = nullptr;
     m_cachedDimensions = {};
+}
+
+IVariantData* ExternalVariantStorageAdaptor::copyExternalRoom() const
+{
+    const ArrayDimensionsView dims = dimensions();
+    // A shape beyond the room is the caller's promise of more memory; the
+    // copy takes whichever of the two is larger.
+    const std::size_t count = std::max<std::size_t>(m_external->numberAllocatedElements(), elementCount(dims));
+    const DataOrdering ordering = m_external->dataOrdering();
+    const void* data = m_external->constStoredData();
+    return dispatchElementType(m_external->wellKnownDataType(), [&](auto tag) -> IVariantData* {
+        using T = typename decltype(tag)::type;
+        return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);
+    });
 }
 
 std::size_t ExternalVariantStorageAdaptor::numberAllocatedElements() const
@@ -124,7 +141,7 @@ IVariantData* ExternalVariantStorageAdaptor::clone() const
             dims = ArrayDimensionsView(&count, 1);
         }
         if (elementCount(dims) > count) {
-            throw std::length_error("dimensions do not match data length");
+            throwDimensionsMismatch();
         }
         return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);
     });

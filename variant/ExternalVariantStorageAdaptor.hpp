@@ -56,6 +56,8 @@ public:
 private:
     // The elements converted by reading the caller's memory in place.
     [[nodiscard]] IVariantData* convertForwarded(WellKnownType target, ConversionMode mode) const;
+    // A plain array of the caller's elements, as many as the room holds.
+    [[nodiscard]] IVariantData* copyExternalRoom() const;
 
     ExternalVariantStorageInterface* m_external;
     mutable std::vector<std::size_t> m_cachedDimensions;

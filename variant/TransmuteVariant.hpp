@@ -40,6 +40,7 @@ public:
             this->copy();
             return const_cast<TransmuteVariant*>(this);
         }
+        requireShapeWithinRoom();
         return dispatchElementType(this->wellKnownDataType(), [&](auto tag) -> IVariantData* {
             using T = typename decltype(tag)::type;
             const ArrayDimensionsView dims(m_dimensions);
@@ -60,7 +61,7 @@ public:
         if (this->referenceCount() != 1) {
             throwReshapeShared();
         }
-        if (elementCount(dimensions) > this->numberAllocatedElements()) {
+        if (!elementCountFits(dimensions) || elementCount(dimensions) > this->numberAllocatedElements()) {
             throwReshapeBeyondAllocation();
         }
         m_dimensions = dimensions.toVector();
@@ -78,6 +79,7 @@ public:
     // the inner object.
     [[nodiscard]] IVariantData* clone() const override
     {
+        requireShapeWithinRoom();
         const ArrayDimensionsView dims(m_dimensions);
         const std::size_t count = elementCount(dims);
         const DataOrdering ordering = m_inner->dataOrdering();
@@ -123,6 +125,16 @@ protected:
     IVariantData* m_inner;
 
 private:
+    // The shape was derived from the inner one when the view was made; the
+    // elements that copy out of the view must still lie in the inner block.
+    void requireShapeWithinRoom() const
+    {
+        const ArrayDimensionsView dims(m_dimensions);
+        if (!elementCountFits(dims) || elementCount(dims) > this->numberAllocatedElements()) {
+            throwDimensionsMismatch();
+        }
+    }
+
     std::vector<std::size_t> m_dimensions;
 };
 

@@ -95,6 +95,11 @@ bool typedElementsEqual(const T* lhs, const T* rhs, std::size_t count)
     }
 }
 
+bool holdsElements(const IVariantData& data, WellKnownType type, std::size_t count)
+{
+    return data.wellKnownDataType() == type && data.numberAllocatedElements() >= count;
+}
+
 // The other side converted to `common`, and brought to the kept side's
 // ordering where that matters. Empty when the conversion refused.
 OwnedStorage<const IVariantData> convertToKeptSide(const IVariantData& kept, const IVariantData& other,
@@ -117,6 +122,12 @@ bool equivalentElements(const IVariantData& lhs, const IVariantData& rhs, Conver
     const DataOrdering rightOrdering = rhs.dataOrdering();
 
     const auto compare = [&](WellKnownType type, const IVariantData& left, const IVariantData& right) {
+        // A conversion may answer with something other than `count`
+        // elements of `type` (a view's conversion is another view, of its
+        // own element type and room): that is not equal, and not read.
+        if (!holdsElements(left, type, count) || !holdsElements(right, type, count)) {
+            return false;
+        }
         if (comparator != nullptr) {
             return comparator->equal(left.constStoredData(), right.constStoredData(), count, false);
         }
@@ -208,6 +219,11 @@ bool isIdenticalTo(const IVariantData& lhs, const IVariantData& rhs)
         return false;
     }
     const std::size_t count = elementCount(dimensions);
+    // A view's shape may promise more than the block beneath it holds (a
+    // complex-to-real view of real elements): such objects are not read.
+    if (lhs.numberAllocatedElements() < count || rhs.numberAllocatedElements() < count) {
+        return false;
+    }
     if (type == WellKnownTypeValue::customType) {
         // Only the left class's comparator tells two custom classes apart.
         if (const CustomTypeOperations* operations = lhs.customTypeOperations(); operations != nullptr) {

@@ -66,7 +66,7 @@ IVariantData* constructVariantVectorWithDataWithDimsUnresolved(const void* data,
         dimensions = ArrayDimensionsView(&count, 1);
     }
     if (elementCount(dimensions) != count) {
-        throw std::length_error("dimensions do not match data length");
+        throwDimensionsMismatch();
     }
     return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dimensions, ordering);
 }

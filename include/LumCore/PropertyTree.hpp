@@ -96,9 +96,9 @@ public:
     void push_back(PropertyNode&& node);
     template <class... Args>
     PropertyNode& emplace_back(Args&&... args);
-    void reserve(std::size_t count) { m_nodes.reserve(count); }
+    void reserve(std::size_t count);
 
-    [[nodiscard]] std::size_t size() const noexcept { return m_nodes.size(); }
+    [[nodiscard]] std::size_t size() const noexcept;
     [[nodiscard]] bool empty() const noexcept { return m_nodes.empty(); }
     PropertyNode& operator[](std::size_t i) noexcept;
     const PropertyNode& operator[](std::size_t i) const noexcept;
@@ -137,8 +137,8 @@ public:
     [[nodiscard]] PropertyNode& at(InternedString key);
     [[nodiscard]] const PropertyNode& at(InternedString key) const;
 
-    [[nodiscard]] std::size_t size() const noexcept { return m_entries.size(); }
-    [[nodiscard]] bool empty() const noexcept { return m_entries.empty(); }
+    [[nodiscard]] std::size_t size() const noexcept;
+    [[nodiscard]] bool empty() const noexcept;
     [[nodiscard]] iterator begin() noexcept { return m_entries.begin(); }
     [[nodiscard]] iterator end() noexcept { return m_entries.end(); }
     [[nodiscard]] const_iterator begin() const noexcept { return m_entries.begin(); }
@@ -225,6 +225,11 @@ private:
 inline PropertyList::PropertyList(std::initializer_list<PropertyNode> nodes) : m_nodes(nodes) {}
 inline void PropertyList::push_back(const PropertyNode& node) { m_nodes.push_back(node); }
 inline void PropertyList::push_back(PropertyNode&& node) { m_nodes.push_back(std::move(node)); }
+inline void PropertyList::reserve(std::size_t count) { m_nodes.reserve(count); }
+// (Defined here, where PropertyNode is complete, as clang demands.)
+inline std::size_t PropertyList::size() const noexcept { return m_nodes.size(); }
+inline std::size_t PropertyMap::size() const noexcept { return m_entries.size(); }
+inline bool PropertyMap::empty() const noexcept { return m_entries.empty(); }
 template <class... Args>
 PropertyNode& PropertyList::emplace_back(Args&&... args)
 {

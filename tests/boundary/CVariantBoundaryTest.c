@@ -114,9 +114,98 @@ static void reads_failures_from_the_record(void)
     ZVariantData_C_API_destruct(&error, scalar);
 }
 
+/* Shapes and views that once led reads and writes outside their blocks. */
+static void stays_inside_its_blocks(void)
+{
+    ErrorRecord error;
+    error.typeName = NULL;
+
+    /* A view of uint8 parts compared with complex int64 numbers: the view's
+     * conversion is another view, of one complex int64 read as two int64,
+     * which must not be compared as two complex int64. */
+    const size_t one[1] = {1};
+    const size_t two[1] = {2};
+    const unsigned char parts[2] = {1, 2};
+    const long long wide[4] = {1, 2, 0, 0};
+    ZVariantData* complexBytes = ZVariantData_C_API_constructArray(&error, parts, ZWellKnownType_complexUnsignedInt8, 1,
+                                                                   shape(one, 1), ZDataOrdering_RowMajor);
+    ZVariantData* view = ZVariantData_C_API_constructTransmuteComplexToRealVariant(&error, complexBytes);
+    ZVariantData* complexWide = ZVariantData_C_API_constructArray(&error, wide, ZWellKnownType_complexInt64, 2,
+                                                                  shape(two, 1), ZDataOrdering_RowMajor);
+    CHECK(error.typeName == NULL);
+    CHECK(!ZVariantData_C_API_isEquivalentTo(&error, view, complexWide, ZConversionMode_Cast));
+    CHECK(!ZVariantData_C_API_isEquivalentTo(&error, complexWide, view, ZConversionMode_Cast));
+    CHECK(error.typeName == NULL);
+    ZVariantData_C_API_destruct(&error, complexWide);
+    ZVariantData_C_API_destruct(&error, view);
+
+    /* [3, b] with 3 * b = 5 modulo 2^64 describes no 5 elements: refused
+     * as a mismatch at construction and as beyond the room in a reshape. */
+    const size_t wrapping[2] = {3, (size_t)0x5555555555555557ull};
+    const size_t row[2] = {1, 5};
+    const double five[5] = {1, 2, 3, 4, 5};
+    CHECK(ZVariantData_C_API_constructArray(&error, five, ZWellKnownType_double, 5, shape(wrapping, 2),
+                                            ZDataOrdering_RowMajor) == NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "length_error") == 0);
+    CHECK(strcmp(error.message, "dimensions do not match data length") == 0);
+    CHECK(ZVariantData_C_API_createWithAllocatedArray(&error, ZWellKnownType_double, shape(wrapping, 2),
+                                                      ZDataOrdering_RowMajor) == NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "length_error") == 0);
+    ZVariantData* array = ZVariantData_C_API_constructArray(&error, five, ZWellKnownType_double, 5, shape(row, 2),
+                                                            ZDataOrdering_RowMajor);
+    ZVariantData_C_API_reshapeNoRealloc(&error, array, shape(wrapping, 2));
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "length_error") == 0);
+    CHECK(strcmp(error.message, "Cannot reshape array to given dimensions without reallocating.") == 0);
+    ZArrayDimensions kept = ZVariantData_C_API_dimensions(&error, array);
+    CHECK(kept.size == 2 && kept.data[0] == 1 && kept.data[1] == 5);
+    ZVariantData_C_API_destruct(&error, array);
+
+    /* A complex-to-real view over 7 real bytes doubles its extent to 14, but
+     * its room is the 7 bytes there are: comparisons do not read it, and the
+     * copies that a first write and a reorder make refuse the shape rather
+     * than read past the block. */
+    const size_t seven[1] = {7};
+    const unsigned char bytes[7] = {1, 2, 3, 4, 5, 6, 7};
+    ZVariantData* real = ZVariantData_C_API_constructArray(&error, bytes, ZWellKnownType_unsignedInt8, 7,
+                                                           shape(seven, 1), ZDataOrdering_RowMajor);
+    ZVariantData* doubled = ZVariantData_C_API_constructTransmuteComplexToRealVariant(&error, real);
+    CHECK(error.typeName == NULL);
+    CHECK(ZVariantData_C_API_numberAllocatedElements(&error, doubled) == 7);
+    CHECK(ZVariantData_C_API_dimensions(&error, doubled).data[0] == 14);
+    CHECK(!ZVariantData_C_API_isIdenticalTo(&error, doubled, doubled));
+    CHECK(!ZVariantData_C_API_isEquivalentTo(&error, doubled, doubled, ZConversionMode_Cast));
+    CHECK(error.typeName == NULL);
+    CHECK(ZVariantData_C_API_reorderData(&error, doubled, ZDataOrdering_ColumnMajor) == NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "length_error") == 0);
+    CHECK(strcmp(error.message, "dimensions do not match data length") == 0);
+    error.typeName = NULL;
+    void* writable = NULL;
+    CHECK(ZVariantData_C_API_mutableStoredData(&error, doubled, &writable) == NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "length_error") == 0);
+    CHECK(writable == NULL);
+    ZVariantData_C_API_destruct(&error, doubled); /* a refused copy leaves the reference with us */
+
+    /* The receiver of a reshape picks the element type; a source of another
+     * type (one byte, read as int64) is refused and stays the caller's. */
+    const long long wideOne = 7;
+    const unsigned char narrow = 1;
+    const size_t three[1] = {3};
+    ZVariantData* receiver = ZVariantData_C_API_constructArray(&error, &wideOne, ZWellKnownType_int64, 1, shape(one, 1),
+                                                               ZDataOrdering_RowMajor);
+    ZVariantData* source = ZVariantData_C_API_constructScalar(&error, &narrow, ZWellKnownType_unsignedInt8);
+    CHECK(error.typeName == NULL);
+    CHECK(ZVariantData_C_API_reshapeToZVariant(&error, receiver, source, shape(three, 1), ZDataOrdering_RowMajor) ==
+          NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "invalid_argument") == 0);
+    CHECK(strcmp(error.message, "Cannot reshape from data of another element type.") == 0);
+    ZVariantData_C_API_destruct(&error, source);
+    ZVariantData_C_API_destruct(&error, receiver);
+}
+
 void run_variant_checks(void)
 {
     writes_through_a_private_handle();
     converts_compares_reorders_and_reshapes();
     reads_failures_from_the_record();
+    stays_inside_its_blocks();
 }

@@ -183,7 +183,7 @@ TEST(CustomTypeCodec, PathDecodingReadsAnyIndexTypeAndNamesItsFailures)
     };
     EXPECT_EQ(decodeFailure(PropertyNode(PropertyMap{{"paths", PropertyList()}})), "Key not found: path");
     EXPECT_EQ(decodeFailure(PropertyNode(PropertyMap{{"path", 1}})), "PropertyNode is not a list");
-    EXPECT_EQ(decodeFailure(PropertyNode(PropertyMap{{"path", PropertyList{PropertyList()}}})),
+    EXPECT_EQ(decodeFailure(PropertyNode(PropertyMap{{"path", PropertyList{PropertyNode(PropertyList())}}})),
               "PropertyNode is not a value");
     const double two[] = {1, 2};
     EXPECT_EQ(decodeFailure(PropertyNode(PropertyMap{{"path", PropertyList{ZVariant(two, 2)}}})),

@@ -15,6 +15,8 @@ using namespace StorageTest;
 constexpr const char* kMismatch = "dimensions do not match data length";
 constexpr const char* kShared = "Reference count is greater than 1 - cannot reshape without reallocating.";
 constexpr const char* kBeyond = "Cannot reshape array to given dimensions without reallocating.";
+// 3 times this is 5 modulo 2^64: a shape whose plain count looks like 5.
+constexpr std::size_t kWrapsToFiveOverThree = 0x5555555555555557u;
 
 TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
 {
@@ -39,6 +41,9 @@ TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
         {true, 0, {}, Extents{}},
         {true, 4, {3}, {}},
         {true, 0, {2}, {}},
+        {false, 5, {3, kWrapsToFiveOverThree}, {}},
+        {true, 5, {3, kWrapsToFiveOverThree}, {}},
+        {false, 0, {kWrapsToFiveOverThree, 0}, Extents{kWrapsToFiveOverThree, 0}},  // nothing, however wide
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(::testing::Message() << (row.adopted ? "adopted " : "copied ") << row.count << " into "
@@ -136,13 +141,22 @@ TEST(ArrayStorage, ReshapesWithinTheRoomOfEachClass)
         Extents extents;
         bool fits;
     } steps[] = {
-        {block.get(), {3, 2}, true},     {block.get(), {2, 2}, true},
-        {block.get(), {1, 6}, true},     {block.get(), {2, 4}, false},
-        {block.get(), {1, 1, 1}, false}, {block.get(), {2}, true},
-        {block.get(), {2, 3}, false},    {block.get(), {6}, true},
-        {block.get(), {}, true},         {vector.get(), {2, 3}, true},
-        {vector.get(), {1, 2, 3}, true}, {vector.get(), {capacity}, true},
-        {vector.get(), {2, 2, 3}, true}, {vector.get(), {capacity + 1}, false},
+        {block.get(), {3, 2}, true},
+        {block.get(), {2, 2}, true},
+        {block.get(), {1, 6}, true},
+        {block.get(), {3, kWrapsToFiveOverThree}, false},
+        {block.get(), {2, 4}, false},
+        {block.get(), {1, 1, 1}, false},
+        {block.get(), {2}, true},
+        {block.get(), {2, 3}, false},
+        {block.get(), {6}, true},
+        {block.get(), {}, true},
+        {vector.get(), {2, 3}, true},
+        {vector.get(), {1, 2, 3}, true},
+        {vector.get(), {capacity}, true},
+        {vector.get(), {2, 2, 3}, true},
+        {vector.get(), {capacity + 1}, false},
+        {vector.get(), {3, kWrapsToFiveOverThree}, false},
         {vector.get(), {}, true},  // an empty list is not checked against anything
     };
     Extents expected[2] = {{2, 3}, {6}};

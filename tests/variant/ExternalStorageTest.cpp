@@ -1,6 +1,9 @@
 // Storage lent by a caller: forwarded to while the caller's memory lives,
 // copied once when the caller withdraws it.
+#include <complex>
+
 #include "StorageTestSupport.hpp"
+#include "variant/TransmuteRealToComplexVariant.hpp"
 
 namespace {
 
@@ -77,6 +80,25 @@ TEST(ExternalStorage, DetachingCopiesOnceAndThenIgnoresTheCaller)
     Owned same(lent->reorderData(kRow));
     EXPECT_EQ(same.get(), lent.get());
     EXPECT_EQ(refCount(lent.get()), 2u);
+}
+
+TEST(ExternalStorage, DetachingKeepsTheWholeRoomThatAViewMayRead)
+{
+    // Six doubles lent under a shape of four; a complex view over them has
+    // room for three and takes that shape.
+    LentSamples samples({1, 2, 3, 4, 5, 6}, {4});
+    IVariantData* lent = constructVariantExternal(&samples);
+    Owned view(constructTransmuteRealToComplexVariant(lent));
+    view->reshapeNoRealloc(ArrayDimensionsView(Extents{3}));
+    samples.withdraw();
+    EXPECT_EQ(lent->numberAllocatedElements(), 6u);
+    EXPECT_EQ(extentsOf(*lent), (Extents{4}));
+
+    // The view's first write copies the three numbers from the detached copy.
+    Owned mine(view.release()->mutableInstance());
+    samples.values.assign(6, 0.0);
+    using Complex = std::complex<double>;
+    EXPECT_EQ(valuesOf<Complex>(*mine), (std::vector<Complex>{{1, 2}, {3, 4}, {5, 6}}));
 }
 
 TEST(ExternalStorage, AdaptorDestroyedIsCalledOnceAndOnlyWhileForwarding)

@@ -46,10 +46,10 @@ TEST(NullVariantData, ConvertsToAnEmptyArrayOfEveryElementTypeInEveryMode)
         }
     }
     // Targets that name no element class throw the dispatch's words.
-    for (const auto& [code, words] : {std::pair{0x0020, "unknown type"}, {0x0003, "not a numeric type"}}) {
-        EXPECT_EQ(thrownText<std::runtime_error>(
-                      [&] { (void)null->convertDataTo(WellKnownType::fromBits(code), ConversionMode::Cast); }),
-                  words);
+    for (const auto& row : {std::pair{0x0020, "unknown type"}, {0x0003, "not a numeric type"}}) {
+        const auto target = WellKnownType::fromBits(row.first);
+        EXPECT_EQ(thrownText<std::runtime_error>([&] { (void)null->convertDataTo(target, ConversionMode::Cast); }),
+                  row.second);
     }
 }
 

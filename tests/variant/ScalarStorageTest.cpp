@@ -1,5 +1,6 @@
 // Scalar storage: the choice between a caller's buffer and the heap, the
 // two reshapes, and the owning front that keeps a scalar in its own buffer.
+#include <algorithm>
 #include <typeinfo>
 
 #include "LumCore/internal/ZVariantDirectStorage.hpp"
@@ -107,6 +108,14 @@ TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
     EXPECT_EQ(three->dataOrdering(), kColumn);
     EXPECT_EQ(refCount(three.get()), 1u);
     EXPECT_EQ(valuesOf<ZString>(*three), (std::vector<ZString>{ZString("only"), ZString(), ZString()}));
+
+    // Booleans that nobody wrote are false, never a byte that is no bool: a
+    // conversion of them stays defined (a sanitizer would say otherwise).
+    const ScalarVariantDataRefCounted<bool> yes(true);
+    Owned grown(yes.reshapeToZVariant(&yes, ArrayDimensionsView(Extents{4096}), kRow));
+    const auto* flags = static_cast<const unsigned char*>(grown->constStoredData());
+    EXPECT_EQ(flags[0], 1u);
+    EXPECT_EQ(std::count(flags + 1, flags + 4096, 0), 4095);
 
     // No elements is an empty array, not a failure.
     Owned empty(scalar.reshapeToZVariant(&scalar, ArrayDimensionsView(), kRow));

@@ -75,7 +75,8 @@ inline bool isDefaultElement(const T& x) noexcept
     if constexpr (isRealElement<T>) {
         return x == T(0);
     } else if constexpr (isComplexElement<T>) {
-        return (x.real() == PartOf<T>()) & (x.imag() == PartOf<T>());
+        // Both parts tested without a branch, so that loops over it vectorise.
+        return (static_cast<int>(x.real() == PartOf<T>()) & static_cast<int>(x.imag() == PartOf<T>())) != 0;
     } else if constexpr (std::is_same_v<T, Duration> || std::is_same_v<T, TimePoint>) {
         return (x.s == 0) & (x.f == 0);
     } else if constexpr (requires { x.empty(); }) {

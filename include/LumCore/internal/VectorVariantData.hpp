@@ -5,12 +5,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -33,6 +35,25 @@ namespace Marlowen::Lum::Internal {
 {
     throw std::length_error("Cannot reshape array to given dimensions without reallocating.");
 }
+
+// Whether the true product of the extents fits in 64 bits. Counts are plain
+// products everywhere else; a shape is checked where it enters an array, so
+// that no wrapped count can size a block smaller than what its shape says.
+[[nodiscard]] inline bool elementCountFits(ArrayDimensionsView dimensions) noexcept
+{
+    std::uint64_t count = 1;
+    bool overflowed = false;
+    for (std::size_t extent : dimensions) {
+        if (extent == 0) {
+            return true;  // nothing, however large the other extents
+        }
+        overflowed = overflowed || count > std::numeric_limits<std::uint64_t>::max() / extent;
+        count *= extent;
+    }
+    return !overflowed;
+}
+
+[[noreturn]] inline void throwDimensionsMismatch() { throw std::length_error("dimensions do not match data length"); }
 
 template <class T>
 class VectorVariantData;
@@ -97,11 +118,14 @@ class VectorVariantData final : public ArrayVariantData<T, VectorVariantData<T>>
 public:
     // A new array of elementCount(dimensions) elements: numbers uninitialised,
     // complex values and times zero, strings and custom classes default.
+    // Booleans are zero too: a byte other than 0 or 1 is no bool at all, and
+    // a caller who reads before writing (the tail of a growing reshape, say)
+    // must not make every later cast or comparison of it undefined.
     [[nodiscard]] static VectorVariantData* create(ArrayDimensionsView dimensions, DataOrdering ordering)
     {
         const std::size_t count = elementCount(dimensions);
         VectorVariantData* array = allocate(count, dimensions, ordering);
-        if constexpr (!std::is_arithmetic_v<T>) {
+        if constexpr (!std::is_arithmetic_v<T> || std::is_same_v<T, bool>) {
             std::uninitialized_value_construct_n(array->elements(), count);
         }
         return array;
@@ -167,7 +191,8 @@ public:
         }
         // The current number of dimensions is a limit of its own: [6] may
         // not become [2, 3] in place, although [2, 3] may become [6].
-        if (elementCount(dimensions) > m_allocatedElements || dimensions.size() > this->m_dimensions.size()) {
+        if (!elementCountFits(dimensions) || elementCount(dimensions) > m_allocatedElements ||
+            dimensions.size() > this->m_dimensions.size()) {
             throwReshapeBeyondAllocation();
         }
         this->m_dimensions.assign(dimensions.begin(), dimensions.end());
@@ -211,6 +236,9 @@ private:
     // caller to construct, which it must do before anything can fail.
     static VectorVariantData* allocate(std::size_t count, ArrayDimensionsView dimensions, DataOrdering ordering)
     {
+        if (!elementCountFits(dimensions)) {
+            throwDimensionsMismatch();
+        }
         if (count > (std::numeric_limits<std::size_t>::max() - elementsOffset()) / sizeof(T)) {
             throw std::bad_array_new_length();
         }
@@ -263,8 +291,8 @@ public:
     {
         const std::uint64_t described = elementCount(dimensions);
         if (!dimensions.empty() && described != 0) {
-            if (described != m_data.size()) {
-                throw std::length_error("dimensions do not match data length");
+            if (described != m_data.size() || !elementCountFits(dimensions)) {
+                throwDimensionsMismatch();
             }
         } else if (!m_data.empty()) {
             this->m_dimensions.assign(1, m_data.size());
@@ -280,7 +308,7 @@ public:
         if (this->reshapeIsNoOp(dimensions)) {
             return;
         }
-        if (!dimensions.empty() && elementCount(dimensions) > m_data.capacity()) {
+        if (!dimensions.empty() && (!elementCountFits(dimensions) || elementCount(dimensions) > m_data.capacity())) {
             throwReshapeBeyondAllocation();
         }
         this->m_dimensions = dimensions.toVector();
@@ -311,10 +339,18 @@ IVariantData* ArrayVariantData<T, Derived>::reorderData(DataOrdering ordering) c
 }
 
 // A new array of the given shape, its first elements copied from `source`
-// in storage order; `source` must hold elements of class T.
+// in storage order. `source` must hold elements of class T: one of another
+// class is refused rather than read as T (past its block, or as the wrong
+// object).
 template <class T>
 IVariantData* reshapeIntoNewArray(const IVariantData& source, ArrayDimensionsView dimensions, DataOrdering ordering)
 {
+    const bool sameClass = WellKnownTypeOf<T>::value == WellKnownTypeValue::customType
+                               ? source.typeInfo() != nullptr && *source.typeInfo() == typeid(T)
+                               : source.wellKnownDataType() == WellKnownTypeOf<T>::value;
+    if (!sameClass) {
+        throw std::invalid_argument("Cannot reshape from data of another element type.");
+    }
     // When the source fills the whole new array, its memory is written once.
     const bool filled = elementCount(dimensions) <= source.numberAllocatedElements();
     OwnedStorage<VectorVariantData<T>> result(filled ? VectorVariantData<T>::createForOverwrite(dimensions, ordering)
