@@ -12,5 +12,9 @@ endif()
 set(_lum_covered "${PROJECT_SOURCE_DIR}/(boundary|strings|types|variant|addressing|property|format|include/LumCore)/")
 add_test(NAME coverage.report
   COMMAND ${LUMCORE_GCOVR} --root ${PROJECT_SOURCE_DIR} --object-directory ${PROJECT_BINARY_DIR}
-    --filter ${_lum_covered} --exclude-throw-branches --exclude-unreachable-branches -j 2 --print-summary)
-set_tests_properties(coverage.report PROPERTIES LABELS coverage_report)
+    --filter ${_lum_covered} --exclude-throw-branches --exclude-unreachable-branches -j 2 --print-summary
+    # gcov prints a negative count for a few branches of header templates
+    # that many test programs instantiate; gcovr cannot read those lines and
+    # would stop. They are skipped, and the rest of the file counts.
+    --gcov-ignore-parse-errors)
+set_tests_properties(coverage.report PROPERTIES LABELS coverage_report TIMEOUT 900)

@@ -185,6 +185,19 @@ static void stays_inside_its_blocks(void)
     CHECK(writable == NULL);
     ZVariantData_C_API_destruct(&error, doubled); /* a refused copy leaves the reference with us */
 
+    /* The other way: four doubles seen as two complex numbers, in place. */
+    const size_t four[1] = {4};
+    const double parts4[4] = {1, 2, 3, 4};
+    ZVariantData* reals = ZVariantData_C_API_constructArray(&error, parts4, ZWellKnownType_double, 4, shape(four, 1),
+                                                            ZDataOrdering_RowMajor);
+    const void* stored = ZVariantData_C_API_constStoredData(&error, reals);
+    ZVariantData* pairs = ZVariantData_C_API_constructTransmuteRealToComplexVariant(&error, reals);
+    CHECK(error.typeName == NULL);
+    CHECK(ZVariantData_C_API_wellKnownDataType(&error, pairs) == ZWellKnownType_complexDouble);
+    CHECK(ZVariantData_C_API_numberAllocatedElements(&error, pairs) == 2);
+    CHECK(ZVariantData_C_API_constStoredData(&error, pairs) == stored);
+    ZVariantData_C_API_destruct(&error, pairs);
+
     /* The receiver of a reshape picks the element type; a source of another
      * type (one byte, read as int64) is refused and stays the caller's. */
     const long long wideOne = 7;

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -15,9 +16,11 @@
 namespace {
 
 using LumTest::thrownText;
+using Marlowen::Lum::CaseSensitivity;
 using Marlowen::Lum::ZString;
 using Marlowen::Lum::ZStringLiteral;
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 constexpr auto npos = ZString::npos;
 
 // The handle is the value's first field; a record starts with its count.
@@ -202,10 +205,54 @@ TEST(ZStringText, Searches)
         {"last not of on empty", e.find_last_not_of("", npos, 0), npos},
         {"last not of char", t.find_last_not_of('a', npos), 6},
         {"set byte above 127", ZString("a\xe9", 2).find_first_of("\xe9", 0, 1), 1},
+        {"rfind char", t.rfind('a', npos), 7},
+        {"rfind char from", t.rfind('a', 6), 3},
+        {"rfind needle absent", t.rfind("zz", npos, 2), npos},
+        {"first of char", t.find_first_of('b', 2), 4},
+        {"first not of char", t.find_first_not_of('a', 0), 1},
+        {"first not of char none", ZString("aaa").find_first_not_of('a', 0), npos},
+        {"last of char", t.find_last_of('b', npos), 4},
+        {"last of on empty", e.find_last_of("a", npos, 1), npos},
+        {"last not of char on empty", e.find_last_not_of('a', npos), npos},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(c.got, c.expected) << c.name;
     }
+}
+
+// The conveniences that callers compile in themselves: views, iteration and
+// the case-insensitive search.
+TEST(ZStringText, HeaderConveniencesReadTheWholeLength)
+{
+    const ZString t("Hello\0World"s);  // length 11
+    EXPECT_EQ(t.front(), 'H');
+    EXPECT_EQ(t.at(5), '\0');
+    EXPECT_THROW((void)t.at(11), std::out_of_range);
+    EXPECT_EQ(t.back(), 'd');
+    EXPECT_EQ(std::string(t.begin(), t.end()), "Hello\0World"s);
+    EXPECT_EQ(std::string(t.rbegin(), t.rend()), "dlroW\0olleH"s);
+    EXPECT_EQ(std::distance(t.cbegin(), t.cend()), 11);
+    EXPECT_EQ(std::distance(t.crbegin(), t.crend()), 11);
+    EXPECT_EQ(std::string_view(t).size(), 11u);
+
+    EXPECT_TRUE(t.contains("lo"));
+    EXPECT_FALSE(t.contains("hello"));
+    EXPECT_TRUE(t.contains("HELLO", CaseSensitivity::CaseInsensitive));
+    // The insensitive search lower-cases a copy, which ends at the first NUL.
+    EXPECT_EQ(t.find(ZString("WORLD"), 0, CaseSensitivity::CaseInsensitive), npos);
+    EXPECT_EQ(t.find(ZString("LL"), 0, CaseSensitivity::CaseInsensitive), 2u);
+    EXPECT_EQ(t.find("\0W"sv), 5u);
+    EXPECT_EQ(t.find("o"sv, 5), 7u);
+
+    EXPECT_EQ(t.compare("Hello\0World"sv), 0);
+    EXPECT_LT(t.compare("Hello\0X"sv), 0);
+    EXPECT_GT(t.compare("Hello"sv), 0);
+    EXPECT_TRUE(t.startsWith("Hello\0"sv));
+    EXPECT_FALSE(t.startsWith("Hello\0World!"sv));
+    EXPECT_TRUE(t.endsWith("\0World"sv));
+    EXPECT_FALSE(ZString("d").endsWith("World"sv));  // a suffix longer than the text
+    EXPECT_EQ(ZString("ab").concat("cd"sv).to_string(), "abcd");
+    EXPECT_EQ(ZString("ab").concat("c\0d"sv).to_string(), "abc");  // a builder ends at its first NUL
 }
 
 // Derived values end at the first NUL of what they were built from, and own
@@ -251,6 +298,8 @@ TEST(ZStringText, DerivedValues)
         {"stripLeft from NUL", z.stripLeft("a"), ""},
         {"strip from NUL", z.strip("a"), "", false},
         {"strip then NUL", ZString(" a \0 b", 6).strip(" "), "a"},
+        {"stripLeft all", ZString("aa").stripLeft("a"), "", false},
+        {"stripRight all", ZString("aa").stripRight("a"), "", false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
