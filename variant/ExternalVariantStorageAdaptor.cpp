@@ -140,7 +140,7 @@ IVariantData* ExternalVariantStorageAdaptor::clone() const
         if (dims.empty() && count != 0) {
             dims = ArrayDimensionsView(&count, 1);
         }
-        if (elementCount(dims) > count) {
+        if (!shapeFitsIn(dims, count)) {
             throwDimensionsMismatch();
         }
         return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);

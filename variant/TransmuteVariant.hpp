@@ -61,7 +61,7 @@ public:
         if (this->referenceCount() != 1) {
             throwReshapeShared();
         }
-        if (!elementCountFits(dimensions) || elementCount(dimensions) > this->numberAllocatedElements()) {
+        if (!shapeFitsIn(dimensions, this->numberAllocatedElements())) {
             throwReshapeBeyondAllocation();
         }
         m_dimensions = dimensions.toVector();
@@ -129,8 +129,7 @@ private:
     // elements that copy out of the view must still lie in the inner block.
     void requireShapeWithinRoom() const
     {
-        const ArrayDimensionsView dims(m_dimensions);
-        if (!elementCountFits(dims) || elementCount(dims) > this->numberAllocatedElements()) {
+        if (!shapeFitsIn(ArrayDimensionsView(m_dimensions), this->numberAllocatedElements())) {
             throwDimensionsMismatch();
         }
     }

@@ -225,8 +225,9 @@ private:
 inline PropertyList::PropertyList(std::initializer_list<PropertyNode> nodes) : m_nodes(nodes) {}
 inline void PropertyList::push_back(const PropertyNode& node) { m_nodes.push_back(node); }
 inline void PropertyList::push_back(PropertyNode&& node) { m_nodes.push_back(std::move(node)); }
+// (These four are defined here, where PropertyNode is complete, as clang
+// demands of members that instantiate the containers' operations.)
 inline void PropertyList::reserve(std::size_t count) { m_nodes.reserve(count); }
-// (Defined here, where PropertyNode is complete, as clang demands.)
 inline std::size_t PropertyList::size() const noexcept { return m_nodes.size(); }
 inline std::size_t PropertyMap::size() const noexcept { return m_entries.size(); }
 inline bool PropertyMap::empty() const noexcept { return m_entries.empty(); }

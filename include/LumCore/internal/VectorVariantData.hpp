@@ -53,6 +53,13 @@ namespace Marlowen::Lum::Internal {
     return !overflowed;
 }
 
+// Whether a shape describes no more than `room` elements, its true count
+// included: a wrapped count must not pass for a small one.
+[[nodiscard]] inline bool shapeFitsIn(ArrayDimensionsView dimensions, std::size_t room) noexcept
+{
+    return elementCountFits(dimensions) && elementCount(dimensions) <= room;
+}
+
 [[noreturn]] inline void throwDimensionsMismatch() { throw std::length_error("dimensions do not match data length"); }
 
 template <class T>
@@ -191,8 +198,7 @@ public:
         }
         // The current number of dimensions is a limit of its own: [6] may
         // not become [2, 3] in place, although [2, 3] may become [6].
-        if (!elementCountFits(dimensions) || elementCount(dimensions) > m_allocatedElements ||
-            dimensions.size() > this->m_dimensions.size()) {
+        if (!shapeFitsIn(dimensions, m_allocatedElements) || dimensions.size() > this->m_dimensions.size()) {
             throwReshapeBeyondAllocation();
         }
         this->m_dimensions.assign(dimensions.begin(), dimensions.end());
@@ -308,7 +314,7 @@ public:
         if (this->reshapeIsNoOp(dimensions)) {
             return;
         }
-        if (!dimensions.empty() && (!elementCountFits(dimensions) || elementCount(dimensions) > m_data.capacity())) {
+        if (!dimensions.empty() && !shapeFitsIn(dimensions, m_data.capacity())) {
             throwReshapeBeyondAllocation();
         }
         this->m_dimensions = dimensions.toVector();
