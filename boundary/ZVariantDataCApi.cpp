@@ -1,5 +1,7 @@
 // The flat variant functions. Each is a shell around guardedCall and one or
 // two virtual operations of the storage object behind the handle.
+#include <iterator>
+
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
@@ -29,6 +31,22 @@ WellKnownType typeOf(ZWellKnownType code) noexcept { return WellKnownType::fromB
 }  // namespace
 
 extern "C" {
+
+LUM_API const char* ZWellKnownType_C_API_wordAt(size_t index, ZWellKnownType* code)
+{
+    struct Entry {
+        ZWellKnownType code;
+        const char* word;
+    };
+#define LUMCORE_WORD_ENTRY(word, enumerator, typeCode, Class) Entry{typeCode, #word},
+    static constexpr Entry kEntries[] = {LUMCORE_TYPE_CODES(LUMCORE_WORD_ENTRY)};
+#undef LUMCORE_WORD_ENTRY
+    if (index >= std::size(kEntries)) {
+        return nullptr;
+    }
+    *code = kEntries[index].code;
+    return kEntries[index].word;
+}
 
 LUM_API ZVariantData* ZVariantData_C_API_constructNull(void) { return handleOf(flatNullVariant()); }
 

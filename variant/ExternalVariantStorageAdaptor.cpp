@@ -5,7 +5,7 @@
 
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
-#include "variant/StorageInstances.hpp"
+#include "variant/ArrayCopies.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -35,12 +35,8 @@ IVariantData* ExternalVariantStorageAdaptor::copyExternalRoom() const
     // A shape beyond the room is the caller's promise of more memory; the
     // copy takes whichever of the two is larger.
     const std::size_t count = std::max<std::size_t>(m_external->numberAllocatedElements(), elementCount(dims));
-    const DataOrdering ordering = m_external->dataOrdering();
-    const void* data = m_external->constStoredData();
-    return dispatchElementType(m_external->wellKnownDataType(), [&](auto tag) -> IVariantData* {
-        using T = typename decltype(tag)::type;
-        return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);
-    });
+    return newArrayCopy(m_external->wellKnownDataType(), m_external->constStoredData(), count, dims,
+                        m_external->dataOrdering());
 }
 
 std::size_t ExternalVariantStorageAdaptor::numberAllocatedElements() const
@@ -130,21 +126,16 @@ IVariantData* ExternalVariantStorageAdaptor::clone() const
 {
     const std::size_t count = numberAllocatedElements();
     ArrayDimensionsView dims = dimensions();
-    const DataOrdering ordering = dataOrdering();
-    const void* data = constStoredData();
-    return dispatchElementType(wellKnownDataType(), [&](auto tag) -> IVariantData* {
-        using T = typename decltype(tag)::type;
-        // As an array built from the caller's data: an empty list stands for
-        // [count]. Room beyond the shape is kept, as an array's clone keeps
-        // it, but a shape beyond the room is a mismatch.
-        if (dims.empty() && count != 0) {
-            dims = ArrayDimensionsView(&count, 1);
-        }
-        if (!shapeFitsIn(dims, count)) {
-            throwDimensionsMismatch();
-        }
-        return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);
-    });
+    // As an array built from the caller's data: an empty list stands for
+    // [count]. Room beyond the shape is kept, as an array's clone keeps it,
+    // but a shape beyond the room is a mismatch.
+    if (dims.empty() && count != 0) {
+        dims = ArrayDimensionsView(&count, 1);
+    }
+    if (!shapeFitsIn(dims, count)) {
+        throwDimensionsMismatch();
+    }
+    return newArrayCopy(wellKnownDataType(), constStoredData(), count, dims, dataOrdering());
 }
 
 IVariantData* constructVariantExternal(ExternalVariantStorageInterface* storage)

@@ -11,11 +11,9 @@
 #include <stdexcept>
 #include <vector>
 
-#include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "LumCore/internal/IVariantDataRefCounted.hpp"
 #include "LumCore/internal/OwnedStorage.hpp"
-#include "LumCore/internal/ReorderWalk.hpp"
-#include "variant/StorageInstances.hpp"
+#include "variant/ArrayCopies.hpp"
 
 namespace Marlowen::Lum::Internal {
 
@@ -41,14 +39,8 @@ public:
             return const_cast<TransmuteVariant*>(this);
         }
         requireShapeWithinRoom();
-        return dispatchElementType(this->wellKnownDataType(), [&](auto tag) -> IVariantData* {
-            using T = typename decltype(tag)::type;
-            const ArrayDimensionsView dims(m_dimensions);
-            OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createForOverwrite(dims, ordering));
-            reorderElements(static_cast<const T*>(m_inner->constStoredData()), result->elements(), dims,
-                            m_inner->dataOrdering());
-            return result.release();
-        });
+        return newReorderedArray(this->wellKnownDataType(), m_inner->constStoredData(),
+                                 ArrayDimensionsView(m_dimensions), m_inner->dataOrdering(), ordering);
     }
 
     // The view's own shape changes; the inner object keeps its own.
@@ -81,14 +73,12 @@ public:
     {
         requireShapeWithinRoom();
         const ArrayDimensionsView dims(m_dimensions);
-        const std::size_t count = elementCount(dims);
-        const DataOrdering ordering = m_inner->dataOrdering();
-        const void* data = m_inner->constStoredData();
-        return dispatchElementType(this->wellKnownDataType(), [&](auto tag) -> IVariantData* {
-            using T = typename decltype(tag)::type;
-            return VectorVariantData<T>::createWithData(static_cast<const T*>(data), count, dims, ordering);
-        });
+        return newArrayCopy(this->wellKnownDataType(), m_inner->constStoredData(), elementCount(dims), dims,
+                            m_inner->dataOrdering());
     }
+
+    // The viewed object, which this view shares.
+    [[nodiscard]] const IVariantData& inner() const noexcept { return *m_inner; }
 
     // Always false, so that writing through a view never reaches the inner
     // object, whoever else holds it.

@@ -90,6 +90,15 @@ typedef uint16_t ZWellKnownType;
 enum { ZWellKnownType_unknown = 0x0000, LUMCORE_TYPE_CODES(LUMCORE_C_TYPE_ENUMERATOR) };
 #undef LUMCORE_C_TYPE_ENUMERATOR
 
+/* The type codes with a word, one for each index from 0 in the order of the
+ * list: the word of index `index` ("int32"), its code written to `*code`.
+ * Past the last index, null and nothing written. Needs no record.
+ *
+ *     ZWellKnownType code;
+ *     for (size_t i = 0; ZWellKnownType_C_API_wordAt(i, &code) != NULL; ++i) { ... }
+ */
+LUM_API const char* ZWellKnownType_C_API_wordAt(size_t index, ZWellKnownType* code);
+
 typedef uint32_t ZDataOrdering;
 enum { ZDataOrdering_RowMajor = 0, ZDataOrdering_ColumnMajor = 1 };
 

@@ -15,5 +15,6 @@ extern int g_failures;
     } while (0)
 
 void run_variant_checks(void);
+void run_dlpack_checks(void);
 
 #endif

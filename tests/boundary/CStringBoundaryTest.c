@@ -70,6 +70,7 @@ int main(int argc, char** argv)
     makes_shares_fills_and_releases();
     sees_a_failure_in_the_record();
     run_variant_checks();
+    run_dlpack_checks();
     if (g_failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", g_failures);
         return 1;

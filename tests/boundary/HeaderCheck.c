@@ -1,4 +1,5 @@
 /* Compiles every public C header as strict C11. */
+#include "LumCore/DLPackTensor.h"
 #include "LumCore/ErrorRecord.h"
 #include "LumCore/Export.h"
 #include "LumCore/LumCoreFlat.h"
