@@ -15,28 +15,32 @@ sees; without it the benchmark says so and is skipped.
 
 import argparse
 import ctypes
+import os
 import statistics
 import sys
 import time
 
 
 class Row:
-    """One case: three callables, each doing the whole operation once."""
+    """One case: three callables, each doing the whole operation once; a
+    sample times `inner` calls in a row, for operations of microseconds."""
 
-    def __init__(self, name, lumcore, numpy, limit, check=None):
+    def __init__(self, name, lumcore, numpy, limit, check=None, inner=1):
         self.name = name
         self.lumcore = lumcore
         self.numpy = numpy
         self.limit = limit
         self.check = check
+        self.inner = inner
 
 
-def median_seconds(call, repeats):
+def median_seconds(call, repeats, inner=1):
     times = []
     for _ in range(repeats):
         started = time.perf_counter()
-        call()
-        times.append(time.perf_counter() - started)
+        for _ in range(inner):
+            call()
+        times.append((time.perf_counter() - started) / inner)
     return statistics.median(times)
 
 
@@ -47,9 +51,9 @@ def measure(row, repeats):
         raise SystemExit(f"{row.name}: LumCore's result differs from NumPy's")
     lum, peer, limit = [], [], []
     for _ in range(repeats):
-        lum.append(median_seconds(row.lumcore, 1))
-        peer.append(median_seconds(row.numpy, 1))
-        limit.append(median_seconds(row.limit, 1))
+        lum.append(median_seconds(row.lumcore, 1, row.inner))
+        peer.append(median_seconds(row.numpy, 1, row.inner))
+        limit.append(median_seconds(row.limit, 1, row.inner))
     return statistics.median(lum), statistics.median(peer), statistics.median(limit)
 
 
@@ -177,6 +181,45 @@ def slice_rows(np, helper):
     ]
 
 
+class Exposed:
+    """Any object that shows NumPy an array through the array interface."""
+
+    def __init__(self, array):
+        self.array = array
+
+    @property
+    def __array_interface__(self):
+        return self.array.__array_interface__
+
+
+def exchange_rows(np, lumcore):
+    """Arrays handed to NumPy and back with no copy: the time of a handover
+    is the same whatever the size. The peer is NumPy handing its own array
+    over the same way; the limit, a copy of the elements, is what a handover
+    that copied would at least cost."""
+    rows = []
+    for n, label in ((1 << 10, "1 Ki"), (16 << 20, "16 Mi")):
+        values = np.arange(n, dtype=np.float64)
+        v = lumcore.Variant(values)
+        imported = np.arange(n, dtype=np.float64)
+        copy = warm_copy(np, n * 8)
+        rows += [
+            Row(f"to NumPy by DLPack, {label} double",
+                lambda v=v: np.from_dlpack(v),
+                lambda a=values: np.from_dlpack(a),
+                copy, check=lambda v=v: np.shares_memory(np.from_dlpack(v), np.asarray(v)), inner=200),
+            Row(f"to NumPy by __array_interface__, {label}",
+                lambda v=v: np.asarray(v),
+                lambda exposed=Exposed(values): np.asarray(exposed),
+                copy, inner=200),
+            Row(f"back from NumPy by DLPack, {label}",
+                lambda a=imported: lumcore.from_dlpack(a),
+                lambda a=imported: np.from_dlpack(a),
+                copy, check=lambda a=imported: np.shares_memory(np.asarray(lumcore.from_dlpack(a)), a), inner=200),
+        ]
+    return rows
+
+
 def load_helper(path):
     helper = ctypes.CDLL(path)
     size = ctypes.c_size_t
@@ -187,6 +230,11 @@ def load_helper(path):
     helper.lumbench_slice2d_table_and_copy.restype = ctypes.c_double
     helper.lumbench_slice2d_table_and_copy.argtypes = [ctypes.c_void_p, size, size, size, size]
     return helper
+
+
+def duration(seconds):
+    """Ten characters: milliseconds, or microseconds below one."""
+    return f"{seconds * 1e3:8.3f}ms" if seconds >= 1e-3 else f"{seconds * 1e6:8.2f}us"
 
 
 def main():
@@ -205,12 +253,16 @@ def main():
     # The library first, with its symbols global, so that the helper binds to it.
     flat = Flat(args.lumcore)
     helper = load_helper(args.helper)
+    # The Python module over the same library.
+    os.environ["LUMCORE_LIBRARY"] = args.lumcore
+    sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "python"))
+    import lumcore
 
     print(f"NumPy {np.__version__}, Python {sys.version.split()[0]}, medians of {args.repeats}")
     print(f"{'case':44} {'LumCore':>10} {'NumPy':>10} {'limit':>10} {'vs NumPy':>9} {'vs limit':>9}")
-    for row in large_array_rows(np, flat) + slice_rows(np, helper):
+    for row in large_array_rows(np, flat) + slice_rows(np, helper) + exchange_rows(np, lumcore):
         lum, peer, limit = measure(row, args.repeats)
-        print(f"{row.name:44} {lum * 1e3:8.3f}ms {peer * 1e3:8.3f}ms {limit * 1e3:8.3f}ms "
+        print(f"{row.name:44} {duration(lum)} {duration(peer)} {duration(limit)} "
               f"{peer / lum:8.2f}x {limit / lum:8.2f}x")
     return 0
 

@@ -272,10 +272,13 @@ class Variant:
     Variant() is the null variant.
     """
 
-    __slots__ = ("_h", "__weakref__")
+    # A Python Variant never changes its handle's content, so what NumPy asks
+    # for is worked out once.
+    __slots__ = ("_h", "_interface", "__weakref__")
 
     def __init__(self, value=None, dtype=None):
         self._h = None
+        self._interface = None
         if value is None:
             self._h = _lib.null()
         elif isinstance(value, Variant):
@@ -292,6 +295,7 @@ class Variant:
     def _adopt(cls, handle):
         variant = cls.__new__(cls)
         variant._h = handle
+        variant._interface = None
         return variant
 
     def __del__(self):
@@ -453,6 +457,11 @@ class Variant:
     def __array_interface__(self):
         """NumPy's view of the elements in place, read-only; the array keeps
         this Variant (and so its elements) alive."""
+        if self._interface is None:
+            self._interface = self._array_interface()
+        return self._interface
+
+    def _array_interface(self):
         typestr, pairs = self._layout()
         shape = self.shape
         itemsize = int(typestr[2:])
@@ -494,15 +503,24 @@ class Variant:
         return self.reshape(self.shape)
 
 
+_UNVERSIONED_PRODUCERS = set()
+
+
 def from_dlpack(obj):
     """A Variant over the memory of `obj` (anything with __dlpack__, or a
     DLPack capsule) with no copy; the producer lets go when the last share
     of the variant goes."""
     if hasattr(obj, "__dlpack__"):
-        try:
-            capsule = obj.__dlpack__(max_version=(1, 0))
-        except TypeError:
+        if type(obj) in _UNVERSIONED_PRODUCERS:
             capsule = obj.__dlpack__()
+        else:
+            try:
+                capsule = obj.__dlpack__(max_version=(1, 0))
+            except TypeError:
+                # A producer from before the versioned form (NumPy 1.24):
+                # asked once, remembered for its type.
+                _UNVERSIONED_PRODUCERS.add(type(obj))
+                capsule = obj.__dlpack__()
     else:
         capsule = obj
     name, address = _dlpack.open_capsule(capsule)
