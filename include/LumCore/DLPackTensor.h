@@ -12,6 +12,9 @@
  *     ZVariantData* w = ZVariantData_C_API_importDLManagedTensor(&err, producersTensor);
  *     ... w reads the producer's memory; its deleter runs when w's last share goes ...
  *
+ * From C++, a ZVariant or ZVariantAbi hands its handle over with flatHandle(),
+ * and ZVariant::adoptFlatHandle(w) takes over the handle an import returns.
+ *
  * Export: bool, the eight integers, float, double, complexFloat and
  * complexDouble map to their DLPack types. The integer complex types export
  * as their real and imaginary parts: the integer type with one more, trailing

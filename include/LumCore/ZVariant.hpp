@@ -355,6 +355,16 @@ public:
 
     [[nodiscard]] const Storage& storage() const noexcept { return m_storage; }
 
+    // The handle behind this value, for the flat functions (the DLPack export
+    // of LumCore/DLPackTensor.h among them); it stays this value's.
+    [[nodiscard]] ZVariantData* flatHandle() const noexcept { return m_storage.handle(); }
+    // A value that takes over one reference to a handle that a flat function
+    // returned (a DLPack import, say).
+    [[nodiscard]] static ZVariantGeneric adoptFlatHandle(ZVariantData* handle) noexcept
+    {
+        return ZVariantGeneric(Storage::adoptHandle(handle));
+    }
+
 private:
     template <class, class>
     friend class ZVariantIterable;

@@ -129,4 +129,21 @@ TEST(DLPackImport, ReadsInPlaceReshapesItsOwnShapeAndNeverWrites)
     EXPECT_EQ(producer.deleted, 1);
 }
 
+TEST(DLPackExchange, TypedVariantsGoOutAndComeBackThroughTheirHandles)
+{
+    const std::vector<std::size_t> shape{2, 3};
+    const float values[] = {1, 2, 3, 4, 5, 6};
+    const ZVariantAbi grid(values, 6, shape, kColumn);
+    ErrorRecord error;
+    ZDLManagedTensorVersioned* tensor = ZVariantData_C_API_exportDLManagedTensorVersioned(&error, grid.flatHandle());
+    ASSERT_EQ(error.typeName, nullptr);
+    const ZVariant back = ZVariant::adoptFlatHandle(ZVariantData_C_API_importDLManagedTensorVersioned(&error, tensor));
+    ASSERT_EQ(error.typeName, nullptr);
+    EXPECT_EQ(back.dataOrdering(), kColumn);
+    EXPECT_EQ(back.elementAt<float>(5), 6.0f);
+    EXPECT_EQ(back.storage().data()->constStoredData(), tensor->dl_tensor.data);
+    const ZVariantAbi again = ZVariantAbi::adoptFlatHandle(ZVariantData_C_API_copy(&error, back.flatHandle()));
+    EXPECT_TRUE(again.isIdenticalTo(grid));
+}
+
 }  // namespace

@@ -37,6 +37,12 @@ public:
 
     // Takes over one reference to `handle`.
     explicit ZVariantDataSharable(ZVariantData* handle) noexcept : m_handle(handle) {}
+    [[nodiscard]] static ZVariantDataSharable adoptHandle(ZVariantData* handle) noexcept
+    {
+        return ZVariantDataSharable(handle);
+    }
+    // The handle, which stays this front's.
+    [[nodiscard]] ZVariantData* handle() const noexcept { return m_handle.get(); }
 
     // ---- Construction ------------------------------------------------------
 

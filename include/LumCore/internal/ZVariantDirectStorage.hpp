@@ -35,6 +35,13 @@ public:
     // Takes over one reference to `data`, or, for an object built in this
     // front's own buffer, the object itself. Null stands for a refusal.
     explicit ZVariantDirectStorage(IVariantData* data) noexcept : m_data(data) {}
+    // Takes over one reference to a handle that a flat function returned.
+    [[nodiscard]] static ZVariantDirectStorage adoptHandle(ZVariantData* handle) noexcept
+    {
+        return ZVariantDirectStorage(reinterpret_cast<IVariantData*>(handle));
+    }
+    // This storage as the flat functions take it; it stays this front's.
+    [[nodiscard]] ZVariantData* handle() const noexcept { return reinterpret_cast<ZVariantData*>(m_data); }
 
     ZVariantDirectStorage(const ZVariantDirectStorage& other)
     {
@@ -224,8 +231,6 @@ private:
         m_data->copy();
         return m_data;
     }
-
-    [[nodiscard]] ZVariantData* handle() const noexcept { return reinterpret_cast<ZVariantData*>(m_data); }
 
     // An in-place scalar is moved into this front's buffer; anything else
     // changes hands. `other` is left holding nothing.
