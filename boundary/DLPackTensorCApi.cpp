@@ -88,7 +88,7 @@ WellKnownType elementTypeOf(ZDLDataType dtype)
     if (dtype.lanes != 1) {
         return found;
     }
-#define LUMCORE_DLPACK_MATCH(word, enumerator, typeCode, Class)                                                 \
+#define LUMCORE_DLPACK_MATCH(word, enumerator, typeCode, Class)                                             \
     {                                                                                                       \
         constexpr DLPackElement element = dlpackElementOf<Class>();                                         \
         if (element.mapped && !element.pairs && element.code == dtype.code && element.bits == dtype.bits) { \
@@ -178,10 +178,14 @@ Managed* exportTensor(ZVariantData* handle, bool& copied)
     if (!shapeFitsIn(sourceDims, source.numberAllocatedElements())) {
         throwDimensionsMismatch();
     }
-    // A scalar has no dimensions; a pair of parts has one more.
+    // A scalar has no dimensions, and an array without any (which holds
+    // nothing) one of 0; a pair of parts has one more.
     std::vector<std::uint64_t> extents;
     if (!source.isScalarStorage()) {
         extents.assign(sourceDims.begin(), sourceDims.end());
+        if (extents.empty()) {
+            extents.push_back(0);
+        }
     }
     const std::size_t ndim = extents.size() + (element.pairs ? 1 : 0);
 

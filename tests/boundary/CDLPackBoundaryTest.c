@@ -139,6 +139,14 @@ static void layouts_of_column_major_pairs_and_scalars(void)
     ZVariantData_C_API_destruct(&error, back);
     ZVariantData_C_API_destruct(&error, pairs);
 
+    /* An array of no dimensions holds nothing: one extent of 0. */
+    ZVariantData* nothing = ZVariantData_C_API_constructArray(&error, NULL, ZWellKnownType_complexInt32, 0,
+                                                              dims_of(NULL, 0), ZDataOrdering_RowMajor);
+    t = ZVariantData_C_API_exportDLManagedTensor(&error, nothing);
+    CHECK(t->dl_tensor.ndim == 2 && t->dl_tensor.shape[0] == 0 && t->dl_tensor.shape[1] == 2);
+    t->deleter(t);
+    ZVariantData_C_API_destruct(&error, nothing);
+
     /* A scalar has no dimensions, and comes back as a scalar. */
     const double x = 2.5;
     ZVariantData* scalar = ZVariantData_C_API_constructScalar(&error, &x, ZWellKnownType_double);

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "FuzzSupport.hpp"
+#include "LumCore/DLPackTensor.h"
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/ZVariant.hpp"
@@ -119,6 +120,14 @@ private:
     DataOrdering m_ordering;
 };
 
+// A DLPack tensor made from a slot, in either form.
+struct Tensor {
+    void* managed = nullptr;
+    bool versioned = false;
+    ZDLManagedTensor* asPlain() const { return static_cast<ZDLManagedTensor*>(managed); }
+    ZDLManagedTensorVersioned* asVersioned() const { return static_cast<ZDLManagedTensorVersioned*>(managed); }
+};
+
 // A slot of the pool: one reference, or none.
 struct Slot {
     ZVariantData* handle = nullptr;
@@ -135,8 +144,14 @@ public:
         for (auto& lender : m_lenders) {
             lender->withdraw();
         }
+        // Their memory goes: a tensor must not have been reading it.
+        m_lenders.clear();
         for (Slot& slot : m_slots) {
             release(slot);
+        }
+        // A tensor outlives the lenders and the variants it was made from.
+        while (!m_tensors.empty()) {
+            settleTensor(m_tensors.size() - 1, /*takeBack=*/false);
         }
         for (ZStringData* text : m_texts) {
             ErrorRecord error;
@@ -146,7 +161,7 @@ public:
 
     void step()
     {
-        const int operation = m_in.ConsumeIntegralInRange(0, 17);
+        const int operation = m_in.ConsumeIntegralInRange(0, 19);
         if (m_trace) {
             std::fprintf(stderr, "step %d\n", operation);  // to replay a finding: LUMFUZZ_TRACE=1
         }
@@ -168,6 +183,12 @@ public:
             case 14: makeText(); break;
             case 15: shareOrDropText(); break;
             case 16: readAll(slot()); break;
+            case 17: exportTensor(); break;
+            case 18:
+                if (!m_tensors.empty()) {
+                    settleTensor(m_in.ConsumeIntegralInRange<std::size_t>(0, m_tensors.size() - 1), m_in.ConsumeBool());
+                }
+                break;
             default:
                 m_slots[m_in.ConsumeIntegralInRange<std::size_t>(0, kSlots - 1)].handle == nullptr ? constructArray()
                                                                                                    : readAll(slot());
@@ -198,6 +219,17 @@ private:
     }
     void put(Slot& slot, ZVariantData* handle, bool loose)
     {
+        if (m_trace) {
+            ErrorRecord e;
+            const Extents x = extentsOf(handle);
+            std::fprintf(
+                stderr, "put type %#x room %zu scalar %d shape", ZVariantData_C_API_wellKnownDataType(&e, handle),
+                ZVariantData_C_API_numberAllocatedElements(&e, handle), ZVariantData_C_API_isScalarStorage(&e, handle));
+            for (std::size_t v : x) {
+                std::fprintf(stderr, " %zu", v);
+            }
+            std::fprintf(stderr, "\n");
+        }
         release(slot);
         slot.handle = handle;
         slot.loose = loose;
@@ -533,6 +565,78 @@ private:
         }
     }
 
+    // A DLPack tensor of a slot's variant, kept until a later step settles it.
+    void exportTensor()
+    {
+        const Slot& from = slot();
+        if (from.handle == nullptr || m_tensors.size() >= 8) {
+            return;
+        }
+        ErrorRecord error;
+        Tensor made{};
+        made.versioned = m_in.ConsumeBool();
+        if (made.versioned) {
+            made.managed = ZVariantData_C_API_exportDLManagedTensorVersioned(&error, from.handle);
+        } else {
+            made.managed = ZVariantData_C_API_exportDLManagedTensor(&error, from.handle);
+        }
+        checkRecord(error, made.managed);
+        if (made.managed != nullptr) {
+            readTensor(made);
+            m_tensors.push_back(made);
+        }
+    }
+
+    // Reads the tensor whole, then takes it back in as a variant (whose
+    // release will call its deleter) or calls its deleter.
+    void settleTensor(std::size_t i, bool takeBack)
+    {
+        const Tensor tensor = m_tensors[i];
+        m_tensors.erase(m_tensors.begin() + static_cast<std::ptrdiff_t>(i));
+        readTensor(tensor);
+        ZVariantData* back = nullptr;
+        ErrorRecord error;
+        if (takeBack) {
+            back = tensor.versioned ? ZVariantData_C_API_importDLManagedTensorVersioned(&error, tensor.asVersioned())
+                                    : ZVariantData_C_API_importDLManagedTensor(&error, tensor.asPlain());
+            checkRecord(error, back);
+        }
+        if (back != nullptr) {
+            put(slot(), back, true);
+        } else if (tensor.versioned) {
+            tensor.asVersioned()->deleter(tensor.asVersioned());
+        } else {
+            tensor.asPlain()->deleter(tensor.asPlain());
+        }
+    }
+
+    // Every byte the tensor's shape and strides reach.
+    void readTensor(const Tensor& tensor)
+    {
+        const ZDLTensor& t = tensor.versioned ? tensor.asVersioned()->dl_tensor : tensor.asPlain()->dl_tensor;
+        std::uint64_t last = 0;
+        for (std::int32_t k = 0; k < t.ndim; ++k) {
+            if (t.shape[k] == 0) {
+                return;
+            }
+            last += static_cast<std::uint64_t>(t.shape[k] - 1) * static_cast<std::uint64_t>(t.strides[k]);
+        }
+        const auto* bytes = static_cast<const unsigned char*>(t.data) + t.byte_offset;
+        if (m_trace) {
+            std::fprintf(stderr, "tensor ndim %d code %d bits %d:", t.ndim, t.dtype.code, t.dtype.bits);
+            for (std::int32_t k = 0; k < t.ndim; ++k) {
+                std::fprintf(stderr, " %lld/%lld", static_cast<long long>(t.shape[k]),
+                             static_cast<long long>(t.strides[k]));
+            }
+            std::fprintf(stderr, "\n");
+        }
+        unsigned sum = 0;
+        for (std::uint64_t b = 0; b < (last + 1) * (t.dtype.bits / 8u); ++b) {
+            sum += bytes[b];
+        }
+        m_sink = m_sink + sum;
+    }
+
     // Reads every byte of the room the handle claims, and checks that its
     // shape fits in that room.
     void readAll(const Slot& s)
@@ -564,6 +668,7 @@ private:
     std::array<Slot, kSlots> m_slots{};
     std::vector<std::unique_ptr<Lender>> m_lenders;
     std::vector<ZStringData*> m_texts;
+    std::vector<Tensor> m_tensors;
     volatile unsigned m_sink = 0;
 };
 
