@@ -320,11 +320,12 @@ class Variant:
 
     @property
     def shape(self):
-        """The extents; () for a scalar."""
+        """The extents; () for a scalar, and (0,) for an array without
+        dimensions, which holds nothing."""
         if self.is_scalar:
             return ()
         dims = _lib("ZVariantData_C_API_dimensions", self._h)
-        return tuple(dims.data[i] for i in range(dims.size))
+        return tuple(dims.data[i] for i in range(dims.size)) or (0,)
 
     @property
     def ordering(self):

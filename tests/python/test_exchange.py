@@ -89,6 +89,13 @@ class OwnCapsules(unittest.TestCase):
         back = lumcore.from_dlpack(v.__dlpack__(max_version=(1, 0)))
         self.assertTrue(back.is_scalar and back.identical(v))
 
+    def test_an_array_without_dimensions_holds_nothing(self):
+        empty = lumcore.Variant([1.5]).reshape(())
+        self.assertEqual((empty.is_scalar, empty.shape, empty.size, empty.tolist()), (False, (0,), 0, []))
+        self.assertEqual(lumcore.from_dlpack(empty.__dlpack__()).shape, (0,))
+        if numpy is not None:
+            self.assertEqual(numpy.asarray(empty).shape, (0,))
+
     def test_only_cpu_and_no_stream(self):
         v = sample("double")
         self.assertEqual(v.__dlpack_device__(), (1, 0))
