@@ -4,12 +4,7 @@
 file(REMOVE_RECURSE ${WORK_DIR})
 set(_prefix ${WORK_DIR}/prefix)
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE _result OUTPUT_VARIABLE _out ERROR_VARIABLE _err)
-  if(NOT _result EQUAL 0)
-    message(FATAL_ERROR "failed: ${ARGN}\n${_out}\n${_err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/RunChecked.cmake)
 
 run(${CMAKE_COMMAND} --install ${LUMCORE_BUILD_DIR} --prefix ${_prefix})
 

@@ -3,12 +3,7 @@
 file(REMOVE_RECURSE ${WORK_DIR})
 file(COPY ${SOURCE}/ DESTINATION ${WORK_DIR}/source PATTERN __pycache__ EXCLUDE)
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE _result OUTPUT_VARIABLE _out ERROR_VARIABLE _err)
-  if(NOT _result EQUAL 0)
-    message(FATAL_ERROR "failed: ${ARGN}\n${_out}\n${_err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/RunChecked.cmake)
 
 run(${PYTHON} -m venv --system-site-packages ${WORK_DIR}/venv)
 run(${WORK_DIR}/venv/bin/pip install --quiet --no-build-isolation --no-index ${WORK_DIR}/source)
