@@ -47,9 +47,8 @@ def _destroy_unconsumed(capsule):
 _DESTRUCTOR = _DESTRUCTOR_TYPE(_destroy_unconsumed)
 
 
-def make_capsule(managed, name):
-    """A capsule owning `managed` (a ctypes pointer to a managed tensor)."""
-    address = ctypes.cast(managed, ctypes.c_void_p).value
+def make_capsule(address, name):
+    """A capsule owning the managed tensor of form `name` at `address`."""
     try:
         return _new(address, name, _DESTRUCTOR)
     except BaseException:

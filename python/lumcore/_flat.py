@@ -151,8 +151,9 @@ _SIGNATURES = {
     "ZVariantData_C_API_reorderData": (_handle, [_err, _handle, _u32]),
     "ZVariantData_C_API_reshapeToZVariant": (_handle, [_err, _handle, _handle, ArrayDimensions, _u32]),
     "ZVariantData_C_API_wellKnownDataType": (_u16, [_err, _handle]),
-    "ZVariantData_C_API_exportDLManagedTensor": (ctypes.POINTER(DLManagedTensor), [_err, _handle]),
-    "ZVariantData_C_API_exportDLManagedTensorVersioned": (ctypes.POINTER(DLManagedTensorVersioned), [_err, _handle]),
+    # The tensors as addresses: they go straight into a capsule.
+    "ZVariantData_C_API_exportDLManagedTensor": (ctypes.c_void_p, [_err, _handle]),
+    "ZVariantData_C_API_exportDLManagedTensorVersioned": (ctypes.c_void_p, [_err, _handle]),
 }
 
 # Releases keep the interpreter lock (PyDLL), for the same reason as the

@@ -57,7 +57,7 @@ class Producer:
         self.deleted += 1
 
     def capsule(self):
-        return _dlpack.make_capsule(ctypes.pointer(self.managed), _dlpack.PLAIN)
+        return _dlpack.make_capsule(ctypes.addressof(self.managed), _dlpack.PLAIN)
 
 
 class OwnCapsules(unittest.TestCase):
