@@ -174,6 +174,25 @@ static void refuses_what_has_no_dlpack_type(void)
     CHECK(failed_with(&error, "invalid_argument", "A variant of element type 'complexBool' has no DLPack data type."));
     ZVariantData_C_API_destruct(&error, complex_bool);
 
+    /* Shapes no tensor can state: an extent beyond int64 (of an empty
+     * array), and a complex view of real elements, whose shape outgrows
+     * its block. */
+    const size_t huge[2] = {0, (size_t)INT64_MAX + 1};
+    ZVariantData* empty = ZVariantData_C_API_constructArray(&error, NULL, ZWellKnownType_int8, 0, dims_of(huge, 2),
+                                                            ZDataOrdering_RowMajor);
+    CHECK(error.typeName == NULL);
+    CHECK(ZVariantData_C_API_exportDLManagedTensor(&error, empty) == NULL);
+    CHECK(failed_with(&error, "length_error", "An extent is too large for a DLPack tensor."));
+    ZVariantData_C_API_destruct(&error, empty);
+    const double reals[3] = {1, 2, 3};
+    const size_t three = 3;
+    ZVariantData* view = ZVariantData_C_API_constructTransmuteComplexToRealVariant(
+        &error, ZVariantData_C_API_constructArray(&error, reals, ZWellKnownType_double, 3, dims_of(&three, 1),
+                                                  ZDataOrdering_RowMajor));
+    CHECK(ZVariantData_C_API_exportDLManagedTensorVersioned(&error, view) == NULL);
+    CHECK(failed_with(&error, "length_error", "dimensions do not match data length"));
+    ZVariantData_C_API_destruct(&error, view);
+
     CHECK(ZVariantData_C_API_exportDLManagedTensor(&error, ZVariantData_C_API_constructNull()) == NULL);
     CHECK(failed_with(&error, "invalid_argument", "A variant of element type 'unknown' has no DLPack data type."));
 }
@@ -279,6 +298,15 @@ static void refuses_tensors_it_cannot_read_and_leaves_them_with_the_caller(void)
     CHECK(ZVariantData_C_API_importDLManagedTensor(&error, &p.managed) == NULL);
     CHECK(failed_with(&error, "invalid_argument",
                       "Only DLPack tensors with row-major or column-major strides can be imported."));
+
+    make_producer(&p, data, ZDLDataTypeCode_Int, 32, 2, 2);
+    p.managed.dl_tensor.shape = NULL;
+    CHECK(ZVariantData_C_API_importDLManagedTensor(&error, &p.managed) == NULL);
+    CHECK(failed_with(&error, "invalid_argument", "A DLPack tensor's shape is malformed."));
+
+    make_producer(&p, data, ZDLDataTypeCode_Int, 32, INT64_C(1) << 62, INT64_C(1) << 62);
+    CHECK(ZVariantData_C_API_importDLManagedTensor(&error, &p.managed) == NULL);
+    CHECK(failed_with(&error, "length_error", "dimensions do not match data length"));
 
     make_producer(&p, data, ZDLDataTypeCode_Int, 32, 2, -1);
     CHECK(ZVariantData_C_API_importDLManagedTensor(&error, &p.managed) == NULL);

@@ -42,9 +42,16 @@ TEST(DLPackExport, LentMemoryAndInPlaceScalarsAreCopiedFirst)
     EXPECT_EQ(copied->flags, ZDLPACK_FLAG_READ_ONLY | ZDLPACK_FLAG_IS_COPIED);
     EXPECT_EQ(refCount(lent.get()), 1u);
 
-    // A view of lent memory is no safer than the memory itself.
+    // A view of lent memory is no safer than the memory itself, nor is a
+    // view of that view.
     lent->copy();
     Owned view(constructTransmuteRealToComplexVariant(lent.get()));
+    view->copy();
+    Owned reals(constructTransmuteComplexToRealVariant(view.get()));
+    ZDLManagedTensor* parts = ZVariantData_C_API_exportDLManagedTensor(&error, handleOf(reals.get()));
+    ASSERT_EQ(error.typeName, nullptr);
+    EXPECT_NE(parts->dl_tensor.data, samples->values.data());
+    parts->deleter(parts);
     ZDLManagedTensor* pairs = ZVariantData_C_API_exportDLManagedTensor(&error, handleOf(view.get()));
     ASSERT_EQ(error.typeName, nullptr);
     EXPECT_EQ(pairs->dl_tensor.dtype.code, ZDLDataTypeCode_Complex);
@@ -99,12 +106,17 @@ TEST(DLPackImport, ReadsInPlaceReshapesItsOwnShapeAndNeverWrites)
     EXPECT_EQ(imported->constStoredData(), producer.elements);
     EXPECT_EQ(imported->wellKnownDataType(), WellKnownType(WellKnownTypeValue::int16));
     EXPECT_EQ(imported->numberAllocatedElements(), 6u);
+    EXPECT_EQ(imported->typeInfo(), nullptr);
+    EXPECT_EQ(imported->customTypeOperations(), nullptr);
 
     // The shape is the variant's: an unshared import takes another within
     // the tensor, a shared one refuses.
     imported->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2}));
     EXPECT_EQ(extentsOf(*imported), (Extents{3, 2}));
     EXPECT_EQ(producer.shape[0], 2);
+    imported->copy();  // the same shape asks nothing, shared or not
+    imported->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2}));
+    imported->destruct();
     EXPECT_THROW(imported->reshapeNoRealloc(ArrayDimensionsView(Extents{7})), std::length_error);
     imported->copy();
     EXPECT_THROW(imported->reshapeNoRealloc(ArrayDimensionsView(Extents{6})), std::runtime_error);
