@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "LumCore/ArrayIndexing.hpp"
 #include "LumCore/DLPackTensor.h"
 #include "boundary/GuardedCall.hpp"
 #include "variant/ArrayCopies.hpp"
@@ -100,6 +101,14 @@ WellKnownType elementTypeOf(ZDLDataType dtype)
     return found;
 }
 
+// The stride in elements of dimension `i` when `dims` lie densely in the
+// given ordering, as tensors state it both ways.
+std::uint64_t denseStride(std::size_t i, ArrayDimensionsView dims, bool rowMajor)
+{
+    return rowMajor ? ArrayIndexing::CalculateDimStrideRowMajor(i, dims)
+                    : ArrayIndexing::CalculateDimStrideColumnMajor(i, dims);
+}
+
 // ---- Export ------------------------------------------------------------------
 
 // Whether `data` reads memory that a caller lent and may take back.
@@ -180,7 +189,7 @@ Managed* exportTensor(ZVariantData* handle, bool& copied)
     }
     // A scalar has no dimensions, and an array without any (which holds
     // nothing) one of 0; a pair of parts has one more.
-    std::vector<std::uint64_t> extents;
+    std::vector<std::size_t> extents;
     if (!source.isScalarStorage()) {
         extents.assign(sourceDims.begin(), sourceDims.end());
         if (extents.empty()) {
@@ -194,13 +203,11 @@ Managed* exportTensor(ZVariantData* handle, bool& copied)
     std::int64_t* shape = exported->shapeAndStrides.data();
     std::int64_t* strides = shape + ndim + 1;
     // Strides in elements of the exported type, of which a pair takes two.
-    std::uint64_t stride = element.pairs ? 2 : 1;
+    const std::uint64_t unit = element.pairs ? 2 : 1;
     const bool rowMajor = source.dataOrdering() == DataOrdering::RowMajor;
-    for (std::size_t k = 0; k < extents.size(); ++k) {
-        const std::size_t i = rowMajor ? extents.size() - 1 - k : k;
+    for (std::size_t i = 0; i < extents.size(); ++i) {
         shape[i] = asExtent(extents[i]);
-        strides[i] = static_cast<std::int64_t>(stride);
-        stride *= extents[i];
+        strides[i] = static_cast<std::int64_t>(unit * denseStride(i, extents, rowMajor));
     }
     if (element.pairs) {
         shape[ndim - 1] = 2;
@@ -227,13 +234,10 @@ Managed* exportTensor(ZVariantData* handle, bool& copied)
 // carry any stride).
 bool isDense(const std::int64_t* strides, const std::vector<std::size_t>& dims, bool rowMajor)
 {
-    std::uint64_t expected = 1;
-    for (std::size_t k = 0; k < dims.size(); ++k) {
-        const std::size_t i = rowMajor ? dims.size() - 1 - k : k;
-        if (dims[i] != 1 && static_cast<std::uint64_t>(strides[i]) != expected) {
+    for (std::size_t i = 0; i < dims.size(); ++i) {
+        if (dims[i] != 1 && static_cast<std::uint64_t>(strides[i]) != denseStride(i, dims, rowMajor)) {
             return false;
         }
-        expected *= dims[i];
     }
     return true;
 }

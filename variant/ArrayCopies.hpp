@@ -1,6 +1,8 @@
-// The two ways the library copies elements it does not own into a plain
-// array of its own: as they are stored, or into the other ordering. Views,
-// lent memory and imported tensors all copy out through these.
+// The ways the library copies elements it does not own into a plain array
+// of its own: as they are stored, into the other ordering, into another
+// shape, or converted to another type. Views, lent memory and imported
+// tensors all copy out through these, each picking the element class from
+// the type it reports.
 #pragma once
 
 #include "LumCore/internal/ElementTypeDispatch.hpp"
@@ -33,6 +35,28 @@ namespace Marlowen::Lum::Internal {
         OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createForOverwrite(dimensions, ordering));
         reorderElements(static_cast<const T*>(data), result->elements(), dimensions, sourceOrdering);
         return result.release();
+    });
+}
+
+// A new array of `type`, `dimensions` and `ordering`, its first elements
+// copied from `source` in storage order; `source` must be of `type`.
+[[nodiscard]] inline IVariantData* newReshapedArray(WellKnownType type, const IVariantData& source,
+                                                    ArrayDimensionsView dimensions, DataOrdering ordering)
+{
+    return dispatchElementType(type, [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        return reshapeIntoNewArray<T>(source, dimensions, ordering);
+    });
+}
+
+// The elements of `source`, read through its own operations, converted to
+// `target` in `mode`; null when the mode refuses.
+[[nodiscard]] inline IVariantData* newConvertedArray(const IVariantData& source, WellKnownType target,
+                                                     ConversionMode mode)
+{
+    return dispatchElementType(source.wellKnownDataType(), [&](auto tag) {
+        using From = typename decltype(tag)::type;
+        return convertArrayData<From>(source, target, mode);
     });
 }
 

@@ -35,10 +35,7 @@ void DLPackVariantData::reshapeNoRealloc(ArrayDimensionsView dimensions)
 IVariantData* DLPackVariantData::reshapeToZVariant(const IVariantData* source, ArrayDimensionsView dimensions,
                                                    DataOrdering ordering) const
 {
-    return dispatchElementType(m_type, [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        return reshapeIntoNewArray<T>(*source, dimensions, ordering);
-    });
+    return newReshapedArray(m_type, *source, dimensions, ordering);
 }
 
 void* DLPackVariantData::mutableStoredData()
@@ -48,10 +45,7 @@ void* DLPackVariantData::mutableStoredData()
 
 IVariantData* DLPackVariantData::convertDataTo(WellKnownType target, ConversionMode mode) const
 {
-    return dispatchElementType(m_type, [&](auto tag) {
-        using From = typename decltype(tag)::type;
-        return convertArrayData<From>(*this, target, mode);
-    });
+    return newConvertedArray(*this, target, mode);
 }
 
 IVariantData* DLPackVariantData::clone() const

@@ -4,7 +4,6 @@
 #include <stdexcept>
 
 #include "LumCore/VariantFactories.hpp"
-#include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "variant/ArrayCopies.hpp"
 
 namespace Marlowen::Lum::Internal {
@@ -91,10 +90,7 @@ IVariantData* ExternalVariantStorageAdaptor::reshapeToZVariant(const IVariantDat
                                                                ArrayDimensionsView dimensions,
                                                                DataOrdering ordering) const
 {
-    return dispatchElementType(wellKnownDataType(), [&](auto tag) {
-        using T = typename decltype(tag)::type;
-        return reshapeIntoNewArray<T>(*source, dimensions, ordering);
-    });
+    return newReshapedArray(wellKnownDataType(), *source, dimensions, ordering);
 }
 
 const void* ExternalVariantStorageAdaptor::constStoredData() const
@@ -116,10 +112,7 @@ IVariantData* ExternalVariantStorageAdaptor::convertForwarded(WellKnownType targ
 {
     // The conversion reads shape, ordering and data through this object's own
     // operations, so it works on the caller's memory directly.
-    return dispatchElementType(wellKnownDataType(), [&](auto tag) {
-        using From = typename decltype(tag)::type;
-        return convertArrayData<From>(*this, target, mode);
-    });
+    return newConvertedArray(*this, target, mode);
 }
 
 IVariantData* ExternalVariantStorageAdaptor::clone() const
