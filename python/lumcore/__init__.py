@@ -18,7 +18,6 @@ RuntimeError for runtime_error, MemoryError for bad_alloc.
 """
 
 import ctypes
-import itertools
 import math
 
 from . import _dlpack
@@ -99,6 +98,16 @@ def _mode(mode):
         if mode.lower() == word.lower():
             return value
     raise ValueError(f"{mode!r} is not a conversion mode; the modes are Lossless, Cast and CastOrParse")
+
+
+def _dense_strides(shape, ordering, step=1):
+    """The step of each dimension when `shape` lies densely in `ordering`,
+    counted from `step` for the fastest one."""
+    strides = [0] * len(shape)
+    for k in (range(len(shape)) if ordering == "ColumnMajor" else reversed(range(len(shape)))):
+        strides[k] = step
+        step *= shape[k]
+    return strides
 
 
 def _ordering(ordering):
@@ -358,49 +367,54 @@ class Variant:
             if not -extent <= i < extent:
                 raise IndexError(f"index {i} is out of range for an extent of {extent}")
             fixed.append(i % extent if extent else i)
-        offset, step = 0, 1
-        order = reversed(range(len(shape))) if self.ordering == "RowMajor" else range(len(shape))
-        for k in order:
-            offset += fixed[k] * step
-            step *= shape[k]
-        return offset
+        return sum(i * step for i, step in zip(fixed, _dense_strides(shape, self.ordering)))
 
-    def _element(self, offset):
+    def _reader(self):
+        """A function from a storage offset to the element there; what it
+        needs of the library is asked once, not for each element."""
         code = self.type_code
         data = _lib("ZVariantData_C_API_constStoredData", self._h)
         if code == _STRING:
-            element = _ZStringLayout.from_address(data + offset * ctypes.sizeof(_ZStringLayout))
-            return ctypes.string_at(element.text, element.length).decode("utf-8", "replace") if element.length else ""
+            size = ctypes.sizeof(_ZStringLayout)
+
+            def read_text(offset):
+                element = _ZStringLayout.from_address(data + offset * size)
+                return ctypes.string_at(element.text, element.length).decode("utf-8", "replace") \
+                    if element.length else ""
+            return read_text
         part = _part_ctype(code)
         if part is None:
-            if code == _CODES.get("customType"):
-                raise TypeError("elements of an application's class cannot be read from Python")
-            return self.convert("string", "CastOrParse")._element(offset)
+            # Durations, time points and an application's classes: the
+            # library gives them no text a reader could show.
+            raise TypeError(f"elements of type '{self.dtype}' cannot be read from Python")
+        size = ctypes.sizeof(part)
         if code & _COMPLEX:
-            pair = (part * 2).from_address(data + 2 * offset * ctypes.sizeof(part))
-            return complex(pair[0], pair[1])
-        return part.from_address(data + offset * ctypes.sizeof(part)).value
+            pair = part * 2
+            return lambda offset: complex(*pair.from_address(data + 2 * offset * size))
+        return lambda offset: part.from_address(data + offset * size).value
 
     def __getitem__(self, index):
         if index == () and self.is_scalar:
-            return self._element(0)
-        return self._element(self._offset(index))
+            return self._reader()(0)
+        return self._reader()(self._offset(index))
 
     def item(self):
         """The one element of a scalar or of an array of one element."""
         if self.size != 1:
             raise ValueError(f"item() needs one element, not {self.size}")
-        return self._element(0)
+        return self._reader()(0)
 
     def tolist(self):
         """The elements as nested lists, in row-major order whatever the ordering."""
         shape = self.shape
-        if not shape:
-            return self._element(0)
-        flat = [self._element(self._offset(index)) for index in itertools.product(*(range(n) for n in shape))]
-        for extent in reversed(shape[1:]):
-            flat = [flat[i:i + extent] for i in range(0, len(flat), extent)]
-        return flat
+        strides = _dense_strides(shape, self.ordering)
+        read = self._reader() if self.size else None
+
+        def nested(k, offset):
+            if k == len(shape):
+                return read(offset)
+            return [nested(k + 1, offset + i * strides[k]) for i in range(shape[k])]
+        return nested(0, 0)
 
     # -- Operations that make new variants --
 
@@ -468,12 +482,7 @@ class Variant:
         itemsize = int(typestr[2:])
         strides = None
         if pairs or (self.ordering == "ColumnMajor" and len(shape) > 1):
-            step = 2 * itemsize if pairs else itemsize
-            strides = [0] * len(shape)
-            order = range(len(shape)) if self.ordering == "ColumnMajor" else reversed(range(len(shape)))
-            for k in order:
-                strides[k] = step
-                step *= shape[k]
+            strides = _dense_strides(shape, self.ordering, 2 * itemsize if pairs else itemsize)
             if pairs:
                 shape, strides = shape + (2,), strides + [itemsize]
             strides = tuple(strides)

@@ -31,6 +31,7 @@ class Construction(unittest.TestCase):
         self.assertEqual((v.shape, v.ordering, v.size, len(v)), ((2, 3), "RowMajor", 6, 2))
         self.assertEqual(v.tolist(), [[1, 2, 3], [4, 5, 6]])
         self.assertEqual(lumcore.Variant([]).shape, (0,))
+        self.assertEqual(lumcore.Variant([[], []]).tolist(), [[], []])
         self.assertEqual(lumcore.Variant((("a", "b"),)).tolist(), [["a", "b"]])
         self.assertEqual(lumcore.Variant(["", "é"]).tolist(), ["", "é"])
 
@@ -101,6 +102,8 @@ class Queries(unittest.TestCase):
         self.assertEqual(lumcore.Variant([1.5]).convert("complexFloat", "Cast").tolist(), [1.5 + 0j])
         self.assertEqual(lumcore.Variant([True, False]).convert("uint8").tolist(), [1, 0])
         self.assertEqual(lumcore.Variant([1.5, 2]).convert("string", "CastOrParse").tolist(), ["1.5", "2.0"])
+        with self.assertRaisesRegex(TypeError, "elements of type 'duration' cannot be read from Python"):
+            lumcore.Variant([0]).convert("duration").tolist()
 
 
 class Operations(unittest.TestCase):
