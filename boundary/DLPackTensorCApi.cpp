@@ -13,6 +13,7 @@
 #include "LumCore/DLPackTensor.h"
 #include "boundary/GuardedCall.hpp"
 #include "variant/ArrayCopies.hpp"
+#include "variant/CountedShare.hpp"
 #include "variant/DLPackVariantData.hpp"
 #include "variant/ExternalVariantStorageAdaptor.hpp"
 #include "variant/TransmuteComplexToRealVariant.hpp"
@@ -127,21 +128,13 @@ bool readsLentMemory(const IVariantData& data)
 }
 
 // The object a tensor may hold for as long as its consumer likes: a share of
-// `source`, or a copy where `source` lives in a caller's buffer or reads
-// memory lent to it.
+// `source`, or a copy where `source` reads memory lent to it.
 const IVariantData* holdForExport(const IVariantData& source, bool& copied)
 {
-    const auto* counted = dynamic_cast<const IVariantDataRefCounted*>(&source);
-    copied = counted == nullptr || readsLentMemory(source);
-    if (!copied) {
-        source.copy();
-        return &source;
-    }
-    if (counted != nullptr) {
-        return counted->clone();
-    }
-    return newArrayCopy(source.wellKnownDataType(), source.constStoredData(), source.numberAllocatedElements(),
-                        source.dimensions(), source.dataOrdering());
+    const bool lent = readsLentMemory(source);
+    copied = lent || isUncountedScalar(source);
+    // Lent memory is read only through counted objects (adaptors and views).
+    return lent ? static_cast<const IVariantDataRefCounted&>(source).clone() : countedShare(source);
 }
 
 // One block per exported tensor: the managed structure the consumer sees

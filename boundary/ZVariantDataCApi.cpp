@@ -7,6 +7,7 @@
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "boundary/GuardedCall.hpp"
+#include "variant/CountedShare.hpp"
 #include "variant/NullVariantData.hpp"
 #include "variant/StorageInstances.hpp"
 #include "variant/VariantComparison.hpp"
@@ -105,12 +106,11 @@ LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteRealToComplexVariant(
     return guardedCall(error, [&] { return handleOf(constructTransmuteRealToComplexVariant(storage(handle))); });
 }
 
+// A handle into a ZVariant's own buffer (flatHandle() of an in-place scalar)
+// is no share to hand on: the copy is a counted object of its own.
 LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, ZVariantData* handle)
 {
-    return guardedCall(error, [&] {
-        storage(handle)->copy();
-        return handle;
-    });
+    return guardedCall(error, [&] { return handleOf(countedShare(*storage(handle))); });
 }
 
 LUM_API void ZVariantData_C_API_destruct(ErrorRecord* error, ZVariantData* handle)
@@ -143,8 +143,7 @@ LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, ZVari
         IVariantData* source = storage(handle);
         // The same type is a share: no rule runs and the mode is not read.
         if (source->wellKnownDataType() == typeOf(target)) {
-            source->copy();
-            return handle;
+            return handleOf(countedShare(*source));
         }
         return handleOf(source->convertDataTo(typeOf(target), static_cast<ConversionMode>(mode)));
     });

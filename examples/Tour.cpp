@@ -123,7 +123,7 @@ void variants()
 
     section("A real array viewed as complex, with no copy");
     const double samples[] = {1, 0, 0, 1, -1, 0};  // three (re, im) pairs
-    const ZVariant real(samples, 6, std::vector<std::size_t>{6});
+    const ZVariant real(samples, 6, ArrayDimensionsView{6});
     const ZVariant complex = real.viewRealAsComplex();
     printElements<ZVariant, std::complex<double>>("as complex:", complex);
     std::cout << "same memory? " << (complex.constStoredData() == real.constStoredData()) << "\n";
@@ -139,7 +139,7 @@ void slices()
             values.push_back(10.0 * r + c);
         }
     }
-    const ZVariant grid(values.data(), values.size(), std::vector<std::size_t>{4, 5});
+    const ZVariant grid(values.data(), values.size(), ArrayDimensionsView{4, 5});
     printElements("grid:     ", grid);
 
     // Rows 1 to the last, and columns 0 and 2 to 4 by steps of 2, counted from the end.

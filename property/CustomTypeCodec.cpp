@@ -2,8 +2,12 @@
 // PropertyPath built in.
 #include "LumCore/CustomTypeCodec.hpp"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -53,6 +57,45 @@ PropertyPath decodePath(const PropertyMap& encoded)
     return path;
 }
 
+// The platform's name of a class, followed by its readable form where the
+// two differ: "11Calibration (Calibration)", "d (double)".
+std::string describeType(const std::type_info& type)
+{
+    std::string text = type.name();
+    int status = 0;
+    const std::unique_ptr<char, void (*)(void*)> readable(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
+                                                         std::free);
+    if (status == 0 && readable != nullptr && text != readable.get()) {
+        text += " (";
+        text += readable.get();
+        text += ")";
+    }
+    return text;
+}
+
+// The registry's lock is held while a codec runs and is not recursive. A
+// codec that calls the registry from its own encode or decode would wait for
+// itself forever; the thread's mark turns that into an error instead.
+thread_local bool t_insideRegistry = false;
+
+class RegistryEntry {
+public:
+    explicit RegistryEntry(std::mutex& mutex)
+    {
+        if (t_insideRegistry) {
+            throw std::runtime_error("A codec must not call the codec registry from its own encode or decode.");
+        }
+        m_lock = std::unique_lock<std::mutex>(mutex);
+        t_insideRegistry = true;
+    }
+    RegistryEntry(const RegistryEntry&) = delete;
+    RegistryEntry& operator=(const RegistryEntry&) = delete;
+    ~RegistryEntry() { t_insideRegistry = false; }
+
+private:
+    std::unique_lock<std::mutex> m_lock;
+};
+
 class CustomTypeCodecRegistry {
 public:
     CustomTypeCodecRegistry()
@@ -62,7 +105,13 @@ public:
 
     void add(CustomTypeCodec&& codec)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (codec.type == nullptr || codec.name.empty()) {
+            throw std::invalid_argument("A codec needs a type and a non-empty name.");
+        }
+        if (!codec.encode || !codec.decode) {
+            throw std::invalid_argument("A codec needs both an encode and a decode function.");
+        }
+        const RegistryEntry entry(m_mutex);
         if (findByType(*codec.type) != m_codecs.end() || findByName(codec.name) != m_codecs.end()) {
             throw std::runtime_error("The proposed addition conflicts with a previously registered codec.");
         }
@@ -71,7 +120,7 @@ public:
 
     bool remove(const std::type_info& type)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const RegistryEntry entry(m_mutex);
         const auto found = findByType(type);
         if (found == m_codecs.end()) {
             return false;
@@ -82,11 +131,14 @@ public:
 
     EncodedCustomTypeValues encode(const ZVariant& value)
     {
+        if (value.typeInfo() == nullptr) {
+            throw std::invalid_argument("Cannot encode the null variant: it holds no value of any class.");
+        }
         const std::type_info& type = *value.typeInfo();
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const RegistryEntry entry(m_mutex);
         const auto found = findByType(type);
         if (found == m_codecs.end()) {
-            throw std::runtime_error(std::string("No codec found to encode type ") + type.name());
+            throw std::runtime_error("No codec found to encode type " + describeType(type));
         }
         EncodedCustomTypeValues result;
         result.typeName = found->name;
@@ -97,7 +149,7 @@ public:
     ZVariant decode(const EncodedCustomTypeValues& encoded)
     {
         const ZString name = encoded.typeName;
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const RegistryEntry entry(m_mutex);
         const auto found = findByName(name);
         if (found == m_codecs.end()) {
             throw std::runtime_error("No codec found to decode type " + name.to_string());

@@ -32,7 +32,9 @@ namespace Marlowen::Lum::Internal {
 {
     return dispatchElementType(type, [&](auto tag) -> IVariantData* {
         using T = typename decltype(tag)::type;
-        OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createForOverwrite(dimensions, ordering));
+        const std::uint64_t count = elementCount(dimensions);
+        OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createWritingFirst(
+            reorderWritesEvery(count, dimensions, sourceOrdering) ? count : 0, dimensions, ordering));
         reorderElements(static_cast<const T*>(data), result->elements(), dimensions, sourceOrdering);
         return result.release();
     });

@@ -15,7 +15,10 @@
 // A scalar encodes to a map, an array of any shape to a list of maps (and
 // decodes to a one-dimensional array). The codec of PropertyPath is built in.
 // The registry holds one lock through each of its four operations, the call
-// into the codec included: a codec must not call them itself.
+// into the codec included: a codec that calls one of them itself gets a
+// std::runtime_error "A codec must not call the codec registry from its own
+// encode or decode." (a nested class in a codec's tree is encoded by whoever
+// writes the tree out, after the codec has returned).
 #pragma once
 
 #include <functional>
@@ -40,8 +43,10 @@ struct CustomTypeCodec {
     std::function<ZVariant(const PropertyNode&)> decode;  // tree to variant
 };
 
-// Adds the codec; throws std::runtime_error "The proposed addition conflicts
-// with a previously registered codec." when its type or its name is taken.
+// Adds the codec; throws std::invalid_argument when its type is null, its
+// name empty or a function missing, and std::runtime_error "The proposed
+// addition conflicts with a previously registered codec." when its type or
+// its name is taken.
 LUM_API void registerCustomTypeCodec(CustomTypeCodec&& codec);
 // Removes the codec of `type`; false when there was none.
 LUM_API bool unregisterCustomTypeCodec(const std::type_info& type);
@@ -58,7 +63,9 @@ struct EncodedCustomTypeValues {
 };
 
 // By the value's class; throws std::runtime_error "No codec found to encode
-// type <name>" when none is registered. The value must not be null.
+// type <name>" when none is registered, the platform's name followed by the
+// readable one ("11Calibration (Calibration)"), and std::invalid_argument for
+// the null variant.
 LUM_API EncodedCustomTypeValues encodeCustomType(const ZVariant& value);
 // By the type name; throws std::runtime_error "No codec found to decode type
 // <name>" when none is registered.

@@ -20,6 +20,7 @@
 #include <cstddef>
 #include <functional>
 
+#include "LumCore/internal/SameRuntime.hpp"
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/DataOrdering.hpp"
 #include "LumCore/WellKnownType.hpp"

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "LumCore/internal/SameRuntime.hpp"
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/DataOrdering.hpp"
 #include "LumCore/Export.h"

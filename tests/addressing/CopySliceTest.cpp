@@ -110,7 +110,7 @@ TEST(CopySlice, LinearSlicesAndTheMiddleBlock)
     const ZVariant block = copySlice(
         grid, SliceFlattener({middle, middle}, grid.dimensions(), DataOrdering::RowMajor, UseDataOrdering::AsArray));
     const std::vector<double> expected{5, 6, 9, 10};
-    EXPECT_TRUE(block.isIdenticalTo(ZVariant(expected.data(), 4, Dims{2, 2})));
+    EXPECT_TRUE(block.isIdenticalTo(ZVariant(expected.data(), 4, ArrayDimensionsView{2, 2})));
 
     // The linear form gives a vector of the selected positions; enumerated
     // column-major, position 1 is row 1 of column 0.
@@ -118,19 +118,19 @@ TEST(CopySlice, LinearSlicesAndTheMiddleBlock)
         copySlice(grid, SliceFlattener(IndexSet(IndexRange(IndexValue(0), IndexValue(3))), grid.dimensions(),
                                        DataOrdering::RowMajor, UseDataOrdering::ColumnMajor));
     const std::vector<double> firstColumn{0, 4, 8, 12};
-    EXPECT_TRUE(column.isIdenticalTo(ZVariant(firstColumn.data(), 4, Dims{4}, DataOrdering::ColumnMajor)));
+    EXPECT_TRUE(column.isIdenticalTo(ZVariant(firstColumn.data(), 4, ArrayDimensionsView{4}, DataOrdering::ColumnMajor)));
 }
 
 TEST(CopySlice, EmptySlicesNullAndScalars)
 {
     const std::vector<std::int32_t> values{1, 2, 3, 4, 5, 6};
-    const ZVariantAbi grid(values.data(), 6, Dims{2, 3});
+    const ZVariantAbi grid(values.data(), 6, ArrayDimensionsView{2, 3});
     const ZVariantAbi none = copySlice(grid, SliceFlattener({IndexSet(), IndexSet(IndexRange::all)}, grid.dimensions(),
                                                             DataOrdering::RowMajor, UseDataOrdering::RowMajor));
     EXPECT_TRUE(none.holds<std::int32_t>());
-    EXPECT_TRUE(sameExtents(none.dimensions(), Dims{0, 3}));
+    EXPECT_TRUE(sameExtents(none.dimensions(), ArrayDimensionsView{0, 3}));
 
-    const SliceFlattener nothing(std::vector<IndexSet>{}, Dims{}, DataOrdering::RowMajor, UseDataOrdering::RowMajor);
+    const SliceFlattener nothing(std::vector<IndexSet>{}, ArrayDimensionsView{}, DataOrdering::RowMajor, UseDataOrdering::RowMajor);
     EXPECT_TRUE(copySlice(ZVariant(), nothing).isNull());
 
     const ZVariant scalar = 2.5;
@@ -143,11 +143,11 @@ TEST(CopySlice, EmptySlicesNullAndScalars)
 TEST(CopySlice, OffsetsPastTheVariantAreRefused)
 {
     const std::vector<double> values{1, 2, 3, 4, 5, 6};
-    const ZVariant small(values.data(), 6, Dims{2, 3});
-    const SliceFlattener forLarger(std::vector<IndexSet>(2, IndexSet(IndexRange::all)), Dims{3, 3},
+    const ZVariant small(values.data(), 6, ArrayDimensionsView{2, 3});
+    const SliceFlattener forLarger(std::vector<IndexSet>(2, IndexSet(IndexRange::all)), ArrayDimensionsView{3, 3},
                                    DataOrdering::RowMajor, UseDataOrdering::RowMajor);
     EXPECT_EQ(thrownText<std::out_of_range>([&] { (void)copySlice(small, forLarger); }), "Indices out of bounds.");
-    const SliceFlattener lastOnly(IndexSet(IndexValue(6)), Dims{7}, DataOrdering::RowMajor, UseDataOrdering::RowMajor);
+    const SliceFlattener lastOnly(IndexSet(IndexValue(6)), ArrayDimensionsView{7}, DataOrdering::RowMajor, UseDataOrdering::RowMajor);
     EXPECT_EQ(thrownText<std::out_of_range>([&] { (void)copySlice(ZVariantAbi(values.data(), 6), lastOnly); }),
               "Indices out of bounds.");
     EXPECT_THROW((void)copySlice(ZVariant(), lastOnly), std::out_of_range);
@@ -165,12 +165,12 @@ TEST(CopySlice, CustomClassesAreCopiedWhenNamed)
     for (int i = 0; i < 6; ++i) {
         points.push_back(Point{i, "p" + std::to_string(i)});
     }
-    const ZVariant grid(std::vector<Point>(points), Dims{3, 2});
+    const ZVariant grid(std::vector<Point>(points), ArrayDimensionsView{3, 2});
     const SliceFlattener lastRows({IndexSet(IndexRange(IndexValue(1), IndexValue(2))), IndexSet(IndexValue(0))},
                                   grid.dimensions(), DataOrdering::RowMajor, UseDataOrdering::RowMajor);
     const ZVariant copy = copySlice<Point>(grid, lastRows);
     ASSERT_TRUE(copy.holds<Point>());
-    EXPECT_TRUE(sameExtents(copy.dimensions(), Dims{2, 1}));
+    EXPECT_TRUE(sameExtents(copy.dimensions(), ArrayDimensionsView{2, 1}));
     EXPECT_EQ(copy.elementAt<Point>(0), points[2]);
     EXPECT_EQ(copy.elementAt<Point>(1), points[4]);
 
@@ -178,7 +178,7 @@ TEST(CopySlice, CustomClassesAreCopiedWhenNamed)
               "copySlice: the variant holds custom data of a class that was not named as a template argument");
 
     // Paths are known without being named.
-    const ZVariant paths(std::vector<PropertyPath>{PropertyPath{"a"}, PropertyPath{"b", 1}, PropertyPath{}}, Dims{3});
+    const ZVariant paths(std::vector<PropertyPath>{PropertyPath{"a"}, PropertyPath{"b", 1}, PropertyPath{}}, ArrayDimensionsView{3});
     const ZVariant tail =
         copySlice(paths, SliceFlattener(IndexSet(IndexRange(IndexValue(1), IndexValue(0, true))), paths.dimensions(),
                                         DataOrdering::RowMajor, UseDataOrdering::RowMajor));

@@ -73,48 +73,48 @@ TEST(SliceFlattener, OneDimensionAndNoDimension)
     // One dimension: the positions themselves; `use` is not looked at.
     // (A braced list of one set would pick the linear form.)
     const SliceFlattener vector(std::vector<IndexSet>{IndexSet(IndexRange(IndexValue(1), IndexValue(0, true), 2))},
-                                Dims{6}, kColumn, UseDataOrdering(3));
+                                ArrayDimensionsView{6}, kColumn, UseDataOrdering(3));
     EXPECT_EQ(vector.offsets(), (Offsets{1, 3, 5}));
     EXPECT_EQ(vector.sliceDimensions(), Offsets{3});
 
-    const SliceFlattener nothing(std::vector<IndexSet>{}, Dims{}, kRow, UseDataOrdering::AsArray);
+    const SliceFlattener nothing(std::vector<IndexSet>{}, ArrayDimensionsView{}, kRow, UseDataOrdering::AsArray);
     EXPECT_TRUE(nothing.offsets().empty());
     EXPECT_TRUE(nothing.sliceDimensions().empty());
     EXPECT_EQ(thrownText<std::invalid_argument>(
-                  [] { (void)SliceFlattener(std::vector<IndexSet>{}, Dims{}, kRow, UseDataOrdering(3)); }),
+                  [] { (void)SliceFlattener(std::vector<IndexSet>{}, ArrayDimensionsView{}, kRow, UseDataOrdering(3)); }),
               "invalid UseDataOrdering");
 }
 
 TEST(SliceFlattener, FailuresOfThePerDimensionForm)
 {
     EXPECT_EQ(thrownText<std::invalid_argument>([] {
-                  (void)SliceFlattener(allOf(1), Dims{2, 3}, kRow, UseDataOrdering::RowMajor);
+                  (void)SliceFlattener(allOf(1), ArrayDimensionsView{2, 3}, kRow, UseDataOrdering::RowMajor);
               }),
               "slice dimensions don't match ZVariant dimensions");
     // Range checks come first: an item out of range is reported as such,
     // not by the item's own failure.
     EXPECT_EQ(thrownText<std::invalid_argument>([] {
-                  (void)SliceFlattener({IndexSet(IndexRange::all), IndexSet(IndexValue(3))}, Dims{2, 3}, kRow,
+                  (void)SliceFlattener({IndexSet(IndexRange::all), IndexSet(IndexValue(3))}, ArrayDimensionsView{2, 3}, kRow,
                                        UseDataOrdering(3));
               }),
               "slice dimensions are out of bounds");
     EXPECT_EQ(thrownText<std::invalid_argument>([] {
-                  (void)SliceFlattener(allOf(2), Dims{2, 0}, kRow, UseDataOrdering::RowMajor);
+                  (void)SliceFlattener(allOf(2), ArrayDimensionsView{2, 0}, kRow, UseDataOrdering::RowMajor);
               }),
               "slice dimensions are out of bounds");
     EXPECT_EQ(thrownText<std::invalid_argument>([] {
-                  (void)SliceFlattener(allOf(2), Dims{2, 3}, kRow, UseDataOrdering(3));
+                  (void)SliceFlattener(allOf(2), ArrayDimensionsView{2, 3}, kRow, UseDataOrdering(3));
               }),
               "invalid UseDataOrdering");
     // A backward range is in range, and fails at resolving; one step back
     // wraps to a count of 0 and selects nothing.
     EXPECT_EQ(thrownText<std::length_error>([] {
                   (void)SliceFlattener({IndexSet(IndexValue(0)), IndexSet(IndexRange(IndexValue(2), IndexValue(0)))},
-                                       Dims{2, 3}, kRow, UseDataOrdering::RowMajor);
+                                       ArrayDimensionsView{2, 3}, kRow, UseDataOrdering::RowMajor);
               }),
               "vector too long");
     EXPECT_TRUE(SliceFlattener({IndexSet(IndexValue(0)), IndexSet(IndexRange(IndexValue(1), IndexValue(0)))},
-                               Dims{2, 3}, kRow, UseDataOrdering::RowMajor)
+                               ArrayDimensionsView{2, 3}, kRow, UseDataOrdering::RowMajor)
                     .offsets()
                     .empty());
 }
@@ -129,9 +129,9 @@ TEST(SliceFlattener, LinearPositionsAreMappedToStorage)
     EXPECT_EQ(SliceFlattener(all, dims, kRow, UseDataOrdering::ColumnMajor).sliceDimensions(), Offsets{6});
 
     // Only one dimension longer than 1: a vector in fact, taken as it is.
-    EXPECT_EQ(SliceFlattener(all, Dims{1, 6}, kRow, UseDataOrdering::ColumnMajor).offsets(),
+    EXPECT_EQ(SliceFlattener(all, ArrayDimensionsView{1, 6}, kRow, UseDataOrdering::ColumnMajor).offsets(),
               (Offsets{0, 1, 2, 3, 4, 5}));
-    EXPECT_EQ(SliceFlattener(IndexSet(IndexValue(4), IndexValue(1)), Dims{3, 1, 2}, kColumn, UseDataOrdering::RowMajor)
+    EXPECT_EQ(SliceFlattener(IndexSet(IndexValue(4), IndexValue(1)), ArrayDimensionsView{3, 1, 2}, kColumn, UseDataOrdering::RowMajor)
                   .offsets(),
               (Offsets{3, 2}));
 
@@ -140,7 +140,7 @@ TEST(SliceFlattener, LinearPositionsAreMappedToStorage)
                   [&] { (void)SliceFlattener(IndexSet(IndexValue(6)), dims, kRow, UseDataOrdering::RowMajor); }),
               "Index value out-of-range");
     EXPECT_EQ(thrownText<std::invalid_argument>([] {
-                  (void)SliceFlattener({IndexSet(IndexValue(0)), IndexSet(IndexValue(3))}, Dims{2, 3}, kRow,
+                  (void)SliceFlattener({IndexSet(IndexValue(0)), IndexSet(IndexValue(3))}, ArrayDimensionsView{2, 3}, kRow,
                                        UseDataOrdering::RowMajor);
               }),
               "slice dimensions are out of bounds");
@@ -250,7 +250,7 @@ TEST(SliceFlattener, RunsFollowTheSelections)
     EXPECT_EQ(SliceFlattener({middle, IndexSet(IndexRange::all)}, dims, kRow, UseDataOrdering::RowMajor).runLength(),
               8u);
     // A dimension of one position does not break a run.
-    EXPECT_EQ(SliceFlattener({middle, IndexSet(IndexValue(0))}, Dims{4, 1}, kRow, UseDataOrdering::AsArray).runLength(),
+    EXPECT_EQ(SliceFlattener({middle, IndexSet(IndexValue(0))}, ArrayDimensionsView{4, 1}, kRow, UseDataOrdering::AsArray).runLength(),
               2u);
     EXPECT_EQ(SliceFlattener({IndexSet(IndexValue(2)), middle}, dims, kColumn, UseDataOrdering::AsArray).runLength(),
               1u);

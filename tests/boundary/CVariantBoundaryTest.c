@@ -215,8 +215,49 @@ static void stays_inside_its_blocks(void)
     ZVariantData_C_API_destruct(&error, receiver);
 }
 
+/* Every element handed back is one the library wrote: an ordering that is
+ * neither of the two is stored as given, and its reorder walks nothing, so
+ * the result holds defaults (memcheck reports any element read unwritten);
+ * a growing reshape starts its tail at the default. */
+static void hands_out_only_written_elements(void)
+{
+    ErrorRecord error;
+    error.typeName = NULL;
+    const size_t grid[2] = {3, 4};
+    const double values[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    const unsigned char flags[24] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+    ZVariantData* numbers = ZVariantData_C_API_constructArray(&error, values, ZWellKnownType_double, 12,
+                                                              shape(grid, 2), (ZDataOrdering)5);
+    ZVariantData* pairs = ZVariantData_C_API_constructArray(&error, flags, ZWellKnownType_complexBool, 12,
+                                                            shape(grid, 2), (ZDataOrdering)5);
+    numbers = ZVariantData_C_API_reorderData(&error, numbers, ZDataOrdering_RowMajor);
+    pairs = ZVariantData_C_API_reorderData(&error, pairs, ZDataOrdering_ColumnMajor);
+    CHECK(error.typeName == NULL);
+    const double* n = (const double*)ZVariantData_C_API_constStoredData(&error, numbers);
+    const unsigned char* p = (const unsigned char*)ZVariantData_C_API_constStoredData(&error, pairs);
+    int zeros = 0;
+    for (int i = 0; i < 12; ++i) {
+        zeros += n[i] == 0.0;
+        zeros += p[2 * i] == 0 && p[2 * i + 1] == 0;
+    }
+    CHECK(zeros == 24);
+
+    const size_t eight[1] = {8};
+    const double one = 1.5;
+    ZVariantData* scalar = ZVariantData_C_API_constructScalar(&error, &one, ZWellKnownType_double);
+    ZVariantData* grown = ZVariantData_C_API_reshapeToZVariant(&error, scalar, ZVariantData_C_API_copy(&error, scalar),
+                                                               shape(eight, 1), ZDataOrdering_RowMajor);
+    const double* g = (const double*)ZVariantData_C_API_constStoredData(&error, grown);
+    CHECK(error.typeName == NULL && g[0] == 1.5 && g[1] == 0.0 && g[7] == 0.0);
+    ZVariantData_C_API_destruct(&error, grown);
+    ZVariantData_C_API_destruct(&error, scalar);
+    ZVariantData_C_API_destruct(&error, pairs);
+    ZVariantData_C_API_destruct(&error, numbers);
+}
+
 void run_variant_checks(void)
 {
+    hands_out_only_written_elements();
     writes_through_a_private_handle();
     converts_compares_reorders_and_reshapes();
     reads_failures_from_the_record();

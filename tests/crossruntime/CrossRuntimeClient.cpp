@@ -10,7 +10,7 @@
 
 #include "../support/ThrownText.hpp"
 #include "LumCore/ZString.hpp"
-#include "LumCore/ZVariant.hpp"
+#include "LumCore/ZVariantAbi.hpp"
 
 namespace {
 

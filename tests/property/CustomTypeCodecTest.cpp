@@ -134,14 +134,60 @@ TEST_F(CustomTypeCodecTest, DecodingRefusesWhatIsNotAMap)
               "Key not found: y");
 }
 
-TEST(CustomTypeCodec, UnknownTypesAndNamesAreNamedInTheMessage)
+// The platform's name, then the readable one; the null variant and a
+// malformed codec are refused up front instead of crashing.
+TEST(CustomTypeCodec, MisuseGetsAClearErrorNamingTheClass)
 {
     EXPECT_EQ(thrownText<std::runtime_error>([] { (void)encodeCustomType(ZVariant(Unregistered())); }),
-              std::string("No codec found to encode type ") + typeid(Unregistered).name());
+              std::string("No codec found to encode type ") + typeid(Unregistered).name() +
+                  " ((anonymous namespace)::Unregistered)");
+    EXPECT_EQ(thrownText<std::runtime_error>([] { (void)encodeCustomType(ZVariant(2.5)); }),
+              "No codec found to encode type d (double)");
     EXPECT_EQ(thrownText<std::runtime_error>([] {
                   (void)decodeCustomType({ZString("Nobody"), PropertyNode()});
               }),
               "No codec found to decode type Nobody");
+    EXPECT_EQ(thrownText<std::invalid_argument>([] { (void)encodeCustomType(ZVariant()); }),
+              "Cannot encode the null variant: it holds no value of any class.");
+
+    const auto refused = [](CustomTypeCodec codec) {
+        return thrownText<std::invalid_argument>([&] { registerCustomTypeCodec(std::move(codec)); });
+    };
+    CustomTypeCodec complete = makeCustomTypeCodec<Unregistered>(
+        ZString("Unregistered"), [](const Unregistered&) { return PropertyMap(); },
+        [](const PropertyMap&) { return Unregistered(); });
+    CustomTypeCodec noType = complete;
+    noType.type = nullptr;
+    CustomTypeCodec noName = complete;
+    noName.name = ZString();
+    CustomTypeCodec noDecode = complete;
+    noDecode.decode = nullptr;
+    EXPECT_EQ(refused(noType), "A codec needs a type and a non-empty name.");
+    EXPECT_EQ(refused(noName), "A codec needs a type and a non-empty name.");
+    EXPECT_EQ(refused(noDecode), "A codec needs both an encode and a decode function.");
+    EXPECT_FALSE(unregisterCustomTypeCodec(typeid(Unregistered)));
+}
+
+// A codec that calls the registry from inside gets an error, not a deadlock;
+// the registry works afterwards.
+TEST(CustomTypeCodec, ACodecCallingTheRegistryIsRefused)
+{
+    struct Outer {
+        bool operator==(const Outer&) const { return true; }
+    };
+    registerCustomTypeCodec(makeCustomTypeCodec<Outer>(
+        ZString("Outer"),
+        [](const Outer&) {
+            PropertyMap map;
+            map.insert(InternedString("inner"), PropertyNode(ZVariant(PropertyPath{"a"})));
+            (void)encodeCustomType(ZVariant(PropertyPath{"a"}));
+            return map;
+        },
+        [](const PropertyMap&) { return Outer(); }));
+    EXPECT_EQ(thrownText<std::runtime_error>([] { (void)encodeCustomType(ZVariant(Outer())); }),
+              "A codec must not call the codec registry from its own encode or decode.");
+    EXPECT_TRUE(unregisterCustomTypeCodec(typeid(Outer)));
+    EXPECT_EQ(encodeCustomType(ZVariant(PropertyPath{"a"})).typeName, ZString("PropertyPath"));
 }
 
 TEST(CustomTypeCodec, PathsEncodeToTheirSegments)
@@ -198,7 +244,8 @@ TEST(CustomTypeCodec, ThePathCodecCanBeRemovedLikeAnyOther)
 {
     ASSERT_TRUE(unregisterCustomTypeCodec(typeid(PropertyPath)));
     EXPECT_EQ(thrownText<std::runtime_error>([] { (void)encodeCustomType(ZVariant(PropertyPath{"a"})); }),
-              std::string("No codec found to encode type ") + typeid(PropertyPath).name());
+              std::string("No codec found to encode type ") + typeid(PropertyPath).name() +
+                  " (Marlowen::Lum::PropertyPath)");
     EXPECT_FALSE(unregisterCustomTypeCodec(typeid(PropertyPath)));
     // Put back for the other tests, by the public route.
     registerCustomTypeCodec(makeCustomTypeCodec<PropertyPath>(

@@ -77,6 +77,15 @@ TEST(ArrayStorage, FactoriesResolveAnEmptyShapeAndCheckAnyOther)
     EXPECT_EQ(extentsOf(*adopt(texts, {})), Extents{2});
 }
 
+// Frees a block full of 0xA5 bytes, so that a new array of about that size
+// that is not written shows it.
+void leaveDirtyMemory(std::size_t bytes)
+{
+    void* dirty = ::operator new (bytes, std::align_val_t{64});
+    std::memset(dirty, 0xA5, bytes);
+    ::operator delete (dirty, std::align_val_t{64});
+}
+
 TEST(ArrayStorage, NewElementsOfEachKind)
 {
     const auto allocated = [](auto tag, const Extents& extents, DataOrdering ordering = kRow) {
@@ -88,10 +97,7 @@ TEST(ArrayStorage, NewElementsOfEachKind)
     EXPECT_EQ(allocated(std::type_identity<ZString>(), {})->numberAllocatedElements(), 0u);
 
     // Leave dirty memory behind, so that elements that are not zeroed show.
-    constexpr std::size_t kBytes = sizeof(VectorVariantData<Duration>) + 64 * 16;
-    void* dirty = ::operator new (kBytes, std::align_val_t{64});
-    std::memset(dirty, 0xA5, kBytes);
-    ::operator delete (dirty, std::align_val_t{64});
+    leaveDirtyMemory(sizeof(VectorVariantData<Duration>) + 64 * 16);
     const Extents shape{8, 8};
     Owned durations = allocated(std::type_identity<Duration>(), shape);
     Owned complexes = allocated(std::type_identity<std::complex<double>>(), shape, kColumn);
@@ -112,7 +118,7 @@ TEST(ArrayStorage, ReshapeOfASharedArrayOnlyKeepsItsShape)
         Owned array = adopted ? adopt(iota(6), {2, 3}) : makeArray(iota(6), {2, 3});
         array->copy();
         Owned share(array.get());
-        array->reshapeNoRealloc(ArrayDimensionsView(Extents{2, 3}));
+        array->reshapeNoRealloc(ArrayDimensionsView{2, 3});
         // The count is checked before the limits: a shape beyond them gets
         // the reference-count words too.
         for (const Extents& refused : {Extents{3, 2}, Extents{99}}) {
@@ -121,7 +127,7 @@ TEST(ArrayStorage, ReshapeOfASharedArrayOnlyKeepsItsShape)
         }
         EXPECT_EQ(extentsOf(*array), (Extents{2, 3}));
         share.reset();
-        array->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2}));
+        array->reshapeNoRealloc(ArrayDimensionsView{3, 2});
         EXPECT_EQ(extentsOf(*array), (Extents{3, 2}));
     }
 }
@@ -295,7 +301,7 @@ TEST(ArrayReorder, ReshapedArraysReorderTheirShapeAndReadOnlyTheirElements)
     for (DataOrdering from : {kRow, kColumn}) {
         const DataOrdering to = from == kRow ? kColumn : kRow;
         Owned shrunk = makeArray(iota(12), {3, 4}, from);
-        shrunk->reshapeNoRealloc(ArrayDimensionsView(Extents{2, 3}));
+        shrunk->reshapeNoRealloc(ArrayDimensionsView{2, 3});
         Owned reordered(shrunk->reorderData(to));
         EXPECT_EQ(reordered->numberAllocatedElements(), 6u);
         EXPECT_EQ(valuesOf<double>(*reordered), walkReorder(iota(12).data(), 12, {2, 3}, from, iota(6), 6));
@@ -307,9 +313,34 @@ TEST(ArrayReorder, ReshapedArraysReorderTheirShapeAndReadOnlyTheirElements)
         }
         const std::vector<ZString> kept = texts;
         Owned grown = adopt(std::move(texts), {4}, from);
-        grown->reshapeNoRealloc(ArrayDimensionsView(Extents{2, 4}));
+        grown->reshapeNoRealloc(ArrayDimensionsView{2, 4});
         EXPECT_EQ(valuesOf<ZString>(*Owned(grown->reorderData(to))),
                   walkReorder(kept.data(), 4, {2, 4}, from, std::vector<ZString>(8), 4));
+    }
+}
+
+// Nothing the library hands out is memory it never wrote: a reorder of an
+// ordering that is neither of the two walks nothing, so every element of
+// the result is the default of its class (a complex bool of stray bytes is
+// no bool at all); a reshape that grows starts its tail at the default.
+TEST(ArrayReorder, WhatNoWalkWritesStartsAtTheDefault)
+{
+    const DataOrdering unknown = static_cast<DataOrdering>(7);
+    leaveDirtyMemory(sizeof(VectorVariantData<double>) + 64 * 16);
+    Owned numbers(makeArray(std::vector<double>(64, 1.5), {8, 8}, unknown)->reorderData(kRow));
+    leaveDirtyMemory(sizeof(VectorVariantData<double>) + 64 * 16);
+    Owned pairs(makeArray(std::vector<Complex<bool>>(64, {true, true}), {8, 8}, unknown)->reorderData(kColumn));
+    for (std::size_t i = 0; i < 64; ++i) {
+        ASSERT_EQ(elementsOf<double>(*numbers)[i], 0.0);
+        ASSERT_EQ(elementsOf<Complex<bool>>(*pairs)[i], Complex<bool>{});
+    }
+
+    leaveDirtyMemory(sizeof(VectorVariantData<double>) + 64 * 8);
+    Owned scalar(new ScalarVariantDataRefCounted<double>(2.5));
+    Owned grown(scalar->reshapeToZVariant(scalar.get(), ArrayDimensionsView{64}, kRow));
+    EXPECT_EQ(valuesOf<double>(*grown)[0], 2.5);
+    for (std::size_t i = 1; i < 64; ++i) {
+        ASSERT_EQ(elementsOf<double>(*grown)[i], 0.0);
     }
 }
 

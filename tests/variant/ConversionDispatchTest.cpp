@@ -41,7 +41,7 @@ TEST(ConversionDispatch, ArrayKeepsShapeOrderingAndStorageOrder)
 
     // A shrunk array converts its shape only.
     source = makeArray(iota(6), {2, 3});
-    source->reshapeNoRealloc(ArrayDimensionsView(Extents{2, 2}));
+    source->reshapeNoRealloc(ArrayDimensionsView{2, 2});
     converted.reset(source->convertDataTo(V::int64, kLossless));
     ASSERT_NE(converted.get(), nullptr);
     EXPECT_EQ(extentsOf(*converted), (Extents{2, 2}));

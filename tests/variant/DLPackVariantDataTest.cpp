@@ -111,19 +111,19 @@ TEST(DLPackImport, ReadsInPlaceReshapesItsOwnShapeAndNeverWrites)
 
     // The shape is the variant's: an unshared import takes another within
     // the tensor, a shared one refuses.
-    imported->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2}));
+    imported->reshapeNoRealloc(ArrayDimensionsView{3, 2});
     EXPECT_EQ(extentsOf(*imported), (Extents{3, 2}));
     EXPECT_EQ(producer.shape[0], 2);
     imported->copy();  // the same shape asks nothing, shared or not
-    imported->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2}));
+    imported->reshapeNoRealloc(ArrayDimensionsView{3, 2});
     imported->destruct();
-    EXPECT_THROW(imported->reshapeNoRealloc(ArrayDimensionsView(Extents{7})), std::length_error);
+    EXPECT_THROW(imported->reshapeNoRealloc(ArrayDimensionsView{7}), std::length_error);
     imported->copy();
-    EXPECT_THROW(imported->reshapeNoRealloc(ArrayDimensionsView(Extents{6})), std::runtime_error);
+    EXPECT_THROW(imported->reshapeNoRealloc(ArrayDimensionsView{6}), std::runtime_error);
     imported->destruct();
 
     // Copies out: by reshaping, reordering, cloning and asking to write.
-    Owned firstFour(imported->reshapeToZVariant(imported.get(), ArrayDimensionsView(Extents{4}), kRow));
+    Owned firstFour(imported->reshapeToZVariant(imported.get(), ArrayDimensionsView{4}, kRow));
     EXPECT_EQ(valuesOf<std::int16_t>(*firstFour), (std::vector<std::int16_t>{1, 2, 3, 4}));
     Owned columns(imported->reorderData(kColumn));
     EXPECT_EQ(valuesOf<std::int16_t>(*columns), (std::vector<std::int16_t>{1, 3, 5, 2, 4, 6}));

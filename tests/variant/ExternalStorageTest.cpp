@@ -32,10 +32,10 @@ TEST(ExternalStorage, ForwardingReadsTheCallersMemoryInPlace)
     Owned copy(static_cast<IVariantDataRefCounted*>(lent.get())->clone());
     EXPECT_NE(copy->constStoredData(), samples.values.data());
     EXPECT_EQ(valuesOf<double>(*copy), samples.values);
-    Owned firstThree(lent->reshapeToZVariant(lent.get(), ArrayDimensionsView(Extents{3}), kRow));
+    Owned firstThree(lent->reshapeToZVariant(lent.get(), ArrayDimensionsView{3}, kRow));
     EXPECT_EQ(valuesOf<double>(*firstThree), (std::vector<double>{1, 2, 3}));
 
-    lent->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2}));
+    lent->reshapeNoRealloc(ArrayDimensionsView{3, 2});
     EXPECT_EQ(samples.shape, (Extents{3, 2}));
 
     // A caller's element class outside the list cannot be copied or converted.
@@ -89,7 +89,7 @@ TEST(ExternalStorage, DetachingKeepsTheWholeRoomThatAViewMayRead)
     LentSamples samples({1, 2, 3, 4, 5, 6}, {4});
     IVariantData* lent = constructVariantExternal(&samples);
     Owned view(constructTransmuteRealToComplexVariant(lent));
-    view->reshapeNoRealloc(ArrayDimensionsView(Extents{3}));
+    view->reshapeNoRealloc(ArrayDimensionsView{3});
     samples.withdraw();
     EXPECT_EQ(lent->numberAllocatedElements(), 6u);
     EXPECT_EQ(extentsOf(*lent), (Extents{4}));

@@ -148,7 +148,7 @@ TEST(LargeArrays, EveryOperationThatMakesAnArrayTakesTheLargeRoute)
     expectSameAsSmall(
         "reshape into a new array", doubles,
         [](IVariantData& a) {
-            return a.reshapeToZVariant(&a, ArrayDimensionsView(Extents{a.numberAllocatedElements()}), kRow);
+            return a.reshapeToZVariant(&a, ArrayDimensionsView{a.numberAllocatedElements()}, kRow);
         },
         [](const IVariantData& r, std::size_t count) { EXPECT_EQ(valuesOf<double>(r), iota(count)); });
     expectSameAsSmall(

@@ -26,7 +26,7 @@ TEST(NullVariantData, TwoDistinctStaticsThatIgnoreCountingAndReshapeOnlyToTheEmp
     }
     // The length of the list counts, not the elements it describes.
     EXPECT_NO_THROW(typed->reshapeNoRealloc(ArrayDimensionsView()));
-    EXPECT_EQ(thrownText<std::invalid_argument>([&] { typed->reshapeNoRealloc(ArrayDimensionsView(Extents{0})); }),
+    EXPECT_EQ(thrownText<std::invalid_argument>([&] { typed->reshapeNoRealloc(ArrayDimensionsView{0}); }),
               "Cannot reshape an empty ZVariant to one containing more than zero elements without reallocating.");
 }
 

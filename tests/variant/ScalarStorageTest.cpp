@@ -93,7 +93,7 @@ TEST(ScalarStorage, MovedScalarsIgnoreTheBufferSize)
 TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
 {
     ScalarVariantDataRefCounted<double> number(2.0);
-    number.reshapeNoRealloc(ArrayDimensionsView(Extents{1}));
+    number.reshapeNoRealloc(ArrayDimensionsView{1});
     EXPECT_EQ(extentsOf(number), Extents{1});
     for (const Extents& refused : {Extents{}, Extents{1, 1}, Extents{2}, Extents{0}}) {
         EXPECT_EQ(thrownText<std::invalid_argument>([&] { number.reshapeNoRealloc(ArrayDimensionsView(refused)); }),
@@ -103,7 +103,7 @@ TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
 
     // One element from the source, the rest as a new array has them.
     const ScalarVariantDataRefCounted<ZString> scalar(ZString("only"));
-    Owned three(scalar.reshapeToZVariant(&scalar, ArrayDimensionsView(Extents{3}), kColumn));
+    Owned three(scalar.reshapeToZVariant(&scalar, ArrayDimensionsView{3}, kColumn));
     EXPECT_EQ(typeid(*three), typeid(VectorVariantData<ZString>));
     EXPECT_EQ(three->dataOrdering(), kColumn);
     EXPECT_EQ(refCount(three.get()), 1u);
@@ -112,7 +112,7 @@ TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
     // Booleans that nobody wrote are false, never a byte that is no bool: a
     // conversion of them stays defined (a sanitizer would say otherwise).
     const ScalarVariantDataRefCounted<bool> yes(true);
-    Owned grown(yes.reshapeToZVariant(&yes, ArrayDimensionsView(Extents{4096}), kRow));
+    Owned grown(yes.reshapeToZVariant(&yes, ArrayDimensionsView{4096}, kRow));
     const auto* flags = static_cast<const unsigned char*>(grown->constStoredData());
     EXPECT_EQ(flags[0], 1u);
     EXPECT_EQ(std::count(flags + 1, flags + 4096, 0), 4095);
@@ -125,7 +125,7 @@ TEST(ScalarStorage, ReshapesInPlaceOnlyToOneExtentOfOneAndToArraysByCopying)
     // The receiver picks the class, the source gives the elements, as many
     // as both hold.
     Owned source = makeArray<ZString>({ZString("a"), ZString("b"), ZString("c"), ZString("d")}, {4});
-    Owned two(scalar.reshapeToZVariant(source.get(), ArrayDimensionsView(Extents{1, 2}), kRow));
+    Owned two(scalar.reshapeToZVariant(source.get(), ArrayDimensionsView{1, 2}, kRow));
     EXPECT_EQ(valuesOf<ZString>(*two), (std::vector<ZString>{ZString("a"), ZString("b")}));
     EXPECT_EQ(refCount(source.get()), 1u);
 

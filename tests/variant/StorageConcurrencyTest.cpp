@@ -5,6 +5,7 @@
 #include <barrier>
 #include <thread>
 
+#include "LumCore/ZVariant.hpp"
 #include "StorageTestSupport.hpp"
 
 // Live heap bytes, where a sanitizer's allocator can tell them.
@@ -137,6 +138,35 @@ TEST(StorageConcurrency, LastHoldersRaceForPrivateInstances)
     }
     EXPECT_EQ(errors.load(), 0);
     EXPECT_EQ(round.load(), kRounds + 1);
+}
+
+// A scalar a ZVariant holds in its own buffer, as a frozen tree's value is
+// read by many threads: each takes a share through the flat interface and
+// writes to it. The share is a counted copy, so the threads neither race on
+// the buffer nor change what the others read, and each share outlives the
+// value it came from.
+TEST(StorageConcurrency, SharesOfAnInPlaceScalarAreCountedCopies)
+{
+    std::vector<ZVariantAbi> kept(kThreads);
+    {
+        const ZVariant shared = 2.5;
+        ASSERT_TRUE(shared.storage().isInPlace());
+        onThreads([&](int t) {
+            for (int i = 0; i < 100; ++i) {
+                ErrorRecord e{};
+                ZVariantAbi mine = ZVariantAbi::adoptFlatHandle(ZVariantData_C_API_copy(&e, shared.flatHandle()));
+                *static_cast<double*>(mine.mutableStoredData()) = t;
+                ZVariantAbi same = ZVariantAbi::adoptFlatHandle(ZVariantData_C_API_convertDataTo(
+                    &e, shared.flatHandle(), ZWellKnownType_double, ZConversionMode_Cast));
+                *static_cast<double*>(same.mutableStoredData()) = -t;
+                kept[t] = mine;
+            }
+        });
+        EXPECT_EQ(shared.as<double>(), 2.5);
+    }
+    for (int t = 0; t < kThreads; ++t) {
+        EXPECT_EQ(kept[t].as<double>(), t);  // the ZVariant is gone; ASan sees any dangling share
+    }
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ TEST(StorageCounting, CountFollowsCopyAndASharedObjectIsClonedAndNeverWritten)
 TEST(StorageCounting, CloneKeepsRoomAndShapeAndSharesText)
 {
     Owned shrunk = makeArray(iota(6), {2, 3});
-    shrunk->reshapeNoRealloc(ArrayDimensionsView(Extents{2, 2}));
+    shrunk->reshapeNoRealloc(ArrayDimensionsView{2, 2});
     shrunk->copy();
     Owned clone(shrunk->mutableInstance());
     ASSERT_NE(clone.get(), shrunk.get());

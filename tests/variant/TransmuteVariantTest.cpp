@@ -35,7 +35,7 @@ TEST(TransmuteVariant, TheFastestDimensionIsHalvedOrDoubled)
     EXPECT_EQ(extentsOf(*asComplex(counting({4, 3}, kColumn))), (Extents{2, 3}));
     EXPECT_EQ(extentsOf(*asComplex(counting({5}))), (Extents{2}));
 
-    auto* complexArray = VectorVariantData<ComplexDouble>::create(ArrayDimensionsView(Extents{2, 3}), kRow);
+    auto* complexArray = VectorVariantData<ComplexDouble>::create(ArrayDimensionsView{2, 3}, kRow);
     Owned real = asReal(complexArray);
     EXPECT_EQ(extentsOf(*real), (Extents{2, 6}));
     EXPECT_EQ(real->constStoredData(), complexArray->constStoredData());
@@ -51,7 +51,7 @@ TEST(TransmuteVariant, CodesMapByTheComplexBitAndNonNumericDataHasNone)
     const auto arrayOf = [](V type) {
         return dispatchElementType(WellKnownType(type), [](auto tag) -> IVariantData* {
             using T = typename decltype(tag)::type;
-            return VectorVariantData<T>::create(ArrayDimensionsView(Extents{2}), kRow);
+            return VectorVariantData<T>::create(ArrayDimensionsView{2}, kRow);
         });
     };
     for (auto [realType, complexType] : {std::pair{V::double_, V::complexDouble},
@@ -69,7 +69,7 @@ TEST(TransmuteVariant, CodesMapByTheComplexBitAndNonNumericDataHasNone)
     Owned strings = asComplex(constructVariantVectorWithDataWithDimsUnresolved<ZString>(words, 2, {}, kRow));
     EXPECT_EQ(extentsOf(*strings), (Extents{1}));
     EXPECT_EQ(thrownText<std::runtime_error>([&] { (void)strings->wellKnownDataType(); }), kWords);
-    Owned real = asReal(VectorVariantData<ComplexDouble>::create(ArrayDimensionsView(Extents{1}), kRow));
+    Owned real = asReal(VectorVariantData<ComplexDouble>::create(ArrayDimensionsView{1}, kRow));
     EXPECT_EQ(thrownText<std::runtime_error>(
                   [&] { (void)real->convertDataTo(WellKnownType(V::string), ConversionMode::Cast); }),
               kWords);
@@ -125,18 +125,18 @@ TEST(TransmuteVariant, ReshapesItsOwnShapeOnlyWhenHeldOnce)
     Owned innerHeld(inner);
     Owned view = asComplex(inner);
     view->copy();
-    EXPECT_NO_THROW(view->reshapeNoRealloc(ArrayDimensionsView(Extents{3, 2})));
-    EXPECT_EQ(thrownText<std::runtime_error>([&] { view->reshapeNoRealloc(ArrayDimensionsView(Extents{6})); }),
+    EXPECT_NO_THROW(view->reshapeNoRealloc(ArrayDimensionsView{3, 2}));
+    EXPECT_EQ(thrownText<std::runtime_error>([&] { view->reshapeNoRealloc(ArrayDimensionsView{6}); }),
               "Reference count is greater than 1 - cannot reshape without reallocating.");
     view->destruct();
 
-    view->reshapeNoRealloc(ArrayDimensionsView(Extents{1, 2, 3}));  // no limit on the number of dimensions
+    view->reshapeNoRealloc(ArrayDimensionsView{1, 2, 3});  // no limit on the number of dimensions
     EXPECT_EQ(extentsOf(*view), (Extents{1, 2, 3}));
     EXPECT_EQ(extentsOf(*inner), (Extents{3, 4}));
-    EXPECT_EQ(thrownText<std::length_error>([&] { view->reshapeNoRealloc(ArrayDimensionsView(Extents{7})); }),
+    EXPECT_EQ(thrownText<std::length_error>([&] { view->reshapeNoRealloc(ArrayDimensionsView{7}); }),
               "Cannot reshape array to given dimensions without reallocating.");
     EXPECT_EQ(thrownText<std::runtime_error>(
-                  [&] { (void)view->reshapeToZVariant(view.get(), ArrayDimensionsView(Extents{6}), kRow); }),
+                  [&] { (void)view->reshapeToZVariant(view.get(), ArrayDimensionsView{6}, kRow); }),
               "Reshaping to ZVariant is not allowed for Transmute Variant");
 
     // A view of nothing is refused, and the reference stays the caller's.

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -44,11 +43,7 @@ IVariantData* convertArrayData(const IVariantData& source, WellKnownType target,
         constexpr ConversionRule rule = conversionRuleOf<From, To>();
         constexpr bool writesEvery = rule == ConversionRule::numeric || rule == ConversionRule::copy;
         OwnedStorage<VectorVariantData<To>> result(
-            writesEvery ? VectorVariantData<To>::createForOverwrite(dims, source.dataOrdering())
-                        : VectorVariantData<To>::create(dims, source.dataOrdering()));
-        if constexpr (std::is_arithmetic_v<To> && !writesEvery) {
-            std::memset(static_cast<void*>(result->elements()), 0, count * sizeof(To));
-        }
+            VectorVariantData<To>::createWritingFirst(writesEvery ? count : 0, dims, source.dataOrdering()));
         if (!convertElementArray<From, To>(static_cast<const From*>(source.constStoredData()), result->elements(),
                                            count, mode)) {
             return nullptr;

@@ -189,6 +189,15 @@ void reorderExistingElements(const T* source, std::uint64_t available, T* destin
     }
 }
 
+// Whether reorderElements writes every element of the destination: the
+// source is in one of the two orderings and holds all its shape describes.
+[[nodiscard]] inline bool reorderWritesEvery(std::uint64_t available, ArrayDimensionsView dims,
+                                             DataOrdering sourceOrdering) noexcept
+{
+    return (sourceOrdering == DataOrdering::RowMajor || sourceOrdering == DataOrdering::ColumnMajor) &&
+           available >= elementCount(dims);
+}
+
 // Copies the elementCount(dims) elements of `source`, stored in
 // `sourceOrdering`, into `destination` in the other ordering; `available` is
 // how many elements the source holds. Orderings other than the two leave the

@@ -150,6 +150,23 @@ public:
         }
     }
 
+    // A new array whose first `written` elements the caller writes before
+    // anything reads them; every later one starts at its default (zero), so
+    // that the library never hands out an element nobody wrote. Only the
+    // tail is touched here.
+    [[nodiscard]] static VectorVariantData* createWritingFirst(std::size_t written, ArrayDimensionsView dimensions,
+                                                               DataOrdering ordering)
+    {
+        VectorVariantData* array = createForOverwrite(dimensions, ordering);
+        if constexpr (kCopiedAsBlock<T>) {
+            const std::size_t count = elementCount(dimensions);
+            if (written < count) {
+                std::uninitialized_value_construct_n(array->elements() + written, count - written);
+            }
+        }
+        return array;
+    }
+
     // A new array holding copies of `count` elements at `data`; the caller
     // has checked that `dimensions` describes `count` elements.
     [[nodiscard]] static VectorVariantData* createWithData(const T* data, std::size_t count,
@@ -339,8 +356,10 @@ IVariantData* ArrayVariantData<T, Derived>::reorderData(DataOrdering ordering) c
         return const_cast<ArrayVariantData*>(this);
     }
     const ArrayDimensionsView dims(m_dimensions);
-    OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createForOverwrite(dims, ordering));
-    reorderElements(self().elements(), self().numberAllocatedElements(), result->elements(), dims, m_ordering);
+    const std::size_t available = self().numberAllocatedElements();
+    OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createWritingFirst(
+        reorderWritesEvery(available, dims, m_ordering) ? elementCount(dims) : 0, dims, ordering));
+    reorderElements(self().elements(), available, result->elements(), dims, m_ordering);
     return result.release();
 }
 
@@ -357,11 +376,9 @@ IVariantData* reshapeIntoNewArray(const IVariantData& source, ArrayDimensionsVie
     if (!sameClass) {
         throw std::invalid_argument("Cannot reshape from data of another element type.");
     }
-    // When the source fills the whole new array, its memory is written once.
-    const bool filled = elementCount(dimensions) <= source.numberAllocatedElements();
-    OwnedStorage<VectorVariantData<T>> result(filled ? VectorVariantData<T>::createForOverwrite(dimensions, ordering)
-                                                     : VectorVariantData<T>::create(dimensions, ordering));
-    const std::size_t count = std::min(result->numberAllocatedElements(), source.numberAllocatedElements());
+    // What the source fills is written once; a tail beyond it starts at the default.
+    const std::size_t count = std::min<std::uint64_t>(elementCount(dimensions), source.numberAllocatedElements());
+    OwnedStorage<VectorVariantData<T>> result(VectorVariantData<T>::createWritingFirst(count, dimensions, ordering));
     assignElements(result->elements(), static_cast<const T*>(source.constStoredData()), count);
     return result.release();
 }

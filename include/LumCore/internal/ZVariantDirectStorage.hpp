@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "LumCore/internal/SameRuntime.hpp"
 #include "LumCore/IVariantData.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"

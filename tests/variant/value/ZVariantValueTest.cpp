@@ -15,6 +15,9 @@ namespace {
 
 using namespace Marlowen::Lum;
 using Dims = std::vector<std::size_t>;
+// A view of a vector must not outlive it: none is made from a temporary one.
+static_assert(!std::is_constructible_v<ArrayDimensionsView, std::vector<std::size_t>&&>);
+static_assert(std::is_constructible_v<ArrayDimensionsView, const std::vector<std::size_t>&>);
 
 template <class V>
 class ZVariantForms : public ::testing::Test {
@@ -70,7 +73,7 @@ TYPED_TEST(ZVariantForms, CannotConvertMessageNamesClassTypesAndSize)
     expectThrowWith<std::runtime_error>([&] { (void)x.template as<std::uint8_t>(ConversionMode::Lossless); },
                                         "Cannot convert " + cls + " of type 'double' (size: 1) to 'uint8_t'");
     const std::int32_t values[] = {1, 2, 3, 4, 5, 6};
-    const TypeParam array(values, 6, Dims{2, 3});
+    const TypeParam array(values, 6, ArrayDimensionsView{2, 3});
     expectThrowWith<std::runtime_error>(
         [&] { (void)array.convertTo(WellKnownType(Internal::WellKnownTypeValue::string)); },
         "Cannot convert " + cls + " of type 'int' (size: 6) to 'Marlowen::Lum::ZString'");
@@ -79,7 +82,7 @@ TYPED_TEST(ZVariantForms, CannotConvertMessageNamesClassTypesAndSize)
 TYPED_TEST(ZVariantForms, ArraysAccessIterateAndReorder)
 {
     const std::int32_t values[] = {1, 2, 3, 4, 5, 6};
-    TypeParam grid(values, 6, Dims{2, 3});
+    TypeParam grid(values, 6, ArrayDimensionsView{2, 3});
     EXPECT_FALSE(grid.isScalarStorage());
     EXPECT_EQ(grid.template elementAt<std::int32_t>(5), 6);
     expectThrowWith<std::invalid_argument>([&] { (void)grid.template elementAt<ZString>(0); }, "Wrong data type.");
@@ -105,7 +108,7 @@ TYPED_TEST(ZVariantForms, ArraysAccessIterateAndReorder)
 TYPED_TEST(ZVariantForms, TryGetReadsOneElementOnly)
 {
     const std::uint64_t one[] = {42};
-    const TypeParam cube(one, 1, Dims{1, 1, 1});
+    const TypeParam cube(one, 1, ArrayDimensionsView{1, 1, 1});
     std::uint64_t out = 0;
     EXPECT_TRUE(cube.tryGet(out));
     EXPECT_EQ(out, 42u);
@@ -119,7 +122,9 @@ TYPED_TEST(ZVariantForms, TryGetReadsOneElementOnly)
     EXPECT_FALSE(pair.tryGet(out));
     EXPECT_EQ(out, 9u);
 
-    const TypeParam empty = TypeParam::template allocate<double>(Dims{0, 4});
+    // A braced list is a shape, never a null pointer and a size.
+    const TypeParam empty = TypeParam::template allocate<double>({0, 4});
+    EXPECT_TRUE(sameExtents(empty.dimensions(), ArrayDimensionsView{0, 4}));
     EXPECT_FALSE(empty.isNull());
     EXPECT_TRUE(TypeParam::isEmpty(empty.dimensions()));
     EXPECT_FALSE(empty.tryGet(asDouble));
@@ -135,7 +140,7 @@ TYPED_TEST(ZVariantForms, WritingGoesThroughAPrivateCopy)
     EXPECT_EQ(writer.template elementAt<double>(0), 10);
     EXPECT_EQ(original.template elementAt<double>(0), 1);  // a shared object is never written
 
-    TypeParam filled = TypeParam::template allocate<double>(Dims{2});
+    TypeParam filled = TypeParam::template allocate<double>(ArrayDimensionsView{2});
     double* data = static_cast<double*>(filled.mutableStoredData());
     data[0] = 0.5;
     data[1] = 1.5;
@@ -146,16 +151,16 @@ TYPED_TEST(ZVariantForms, WritingGoesThroughAPrivateCopy)
 TYPED_TEST(ZVariantForms, ReshapesKeepTheirRules)
 {
     const double values[] = {1, 2, 3, 4, 5, 6};
-    TypeParam array(values, 6, Dims{2, 3});
-    array.reshapeNoRealloc(Dims{6});
+    TypeParam array(values, 6, ArrayDimensionsView{2, 3});
+    array.reshapeNoRealloc(ArrayDimensionsView{6});
     EXPECT_EQ(array.dimensions().size(), 1u);
     const TypeParam share = array;
     expectThrowWith<std::runtime_error>(
         [&] {
-            array.reshapeNoRealloc(Dims{3, 2});
+            array.reshapeNoRealloc(ArrayDimensionsView{3, 2});
         },
         "Reference count is greater than 1 - cannot reshape without reallocating.");
-    array.reshapeToZVariant(Dims{2, 2});
+    array.reshapeToZVariant(ArrayDimensionsView{2, 2});
     EXPECT_EQ(elementCount(array.dimensions()), 4u);
     EXPECT_EQ(array.template elementAt<double>(3), 4);
     EXPECT_EQ(elementCount(share.dimensions()), 6u);
