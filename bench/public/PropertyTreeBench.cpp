@@ -106,6 +106,39 @@ void lookupAgainst(benchmark::State& state, const Peer& peer, const char* name)
     reportTimePerItem(state, times, 16.0 * kBatch, "PropertyMap_find", name);
 }
 
+// The same lookups by text, as the peer is given them: each key is interned
+// (a lock and a hash) before the map is searched.
+void BM_Lookup16ByText_vsStdMap(benchmark::State& state)
+{
+    const std::vector<std::string> keys = sixteenKeys();
+    std::map<std::string, int> peer;
+    PropertyMap map;
+    for (int i = 0; i < 16; ++i) {
+        peer.emplace(keys[i], i);
+        map.insert(InternedString(keys[i]), PropertyNode(i));
+    }
+    const auto times = timeAgainstBaseline(
+        state,
+        [&] {
+            for (int round = 0; round < kBatch; ++round) {
+                for (const std::string& key : keys) {
+                    benchmark::DoNotOptimize(peer.find(key));
+                }
+            }
+        },
+        [&] {
+            std::size_t found = 0;
+            for (int round = 0; round < kBatch; ++round) {
+                for (const std::string& key : keys) {
+                    found += map.find(InternedString(key)) != nullptr;
+                }
+            }
+            return found == 16u * kBatch;
+        });
+    reportTimePerItem(state, times, 16.0 * kBatch, "intern_and_find", "std_map_find");
+}
+BENCHMARK(BM_Lookup16ByText_vsStdMap)->UseManualTime();
+
 void BM_Lookup16_vsStdMap(benchmark::State& state)
 {
     const std::vector<std::string> keys = sixteenKeys();
@@ -130,14 +163,17 @@ std::vector<std::string> treeKeys()
     return keys;
 }
 
-PropertyNode buildTree(const std::vector<InternedString>& keys)
+// Keys of type Key: interned in advance, or text interned at each insert as
+// the peer is handed text.
+template <class Key>
+PropertyNode buildTree(const std::vector<Key>& keys)
 {
     PropertyList maps;
     maps.reserve(kMaps);
     for (int m = 0; m < kMaps; ++m) {
         PropertyMap map;
         for (int k = 0; k < kKeysPerMap; ++k) {
-            map.insert(keys[k], PropertyNode(m * kKeysPerMap + k));
+            map.insert(InternedString(keys[k]), PropertyNode(m * kKeysPerMap + k));
         }
         maps.push_back(PropertyNode(std::move(map)));
     }
@@ -214,6 +250,21 @@ void BM_BuildTree_vsJson(benchmark::State& state)
     reportTimePerItem(state, times, 1, "build", "json_build");
 }
 BENCHMARK(BM_BuildTree_vsJson)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// The same with the interning counted: every key arrives as text, as the
+// peer's do, and is interned at its insert.
+void BM_BuildTreeInterningKeys_vsJson(benchmark::State& state)
+{
+    const std::vector<std::string> names = treeKeys();
+    const auto times = timeAgainstBaseline(
+        state, [&] { benchmark::DoNotOptimize(buildJson(names)); },
+        [&] {
+            const PropertyNode tree = buildTree(names);
+            return tree.list().size() == kMaps && tree.list()[7].map().size() == kKeysPerMap;
+        });
+    reportTimePerItem(state, times, 1, "build_interning", "json_build");
+}
+BENCHMARK(BM_BuildTreeInterningKeys_vsJson)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void BM_BuildAndFreezeTree_vsJson(benchmark::State& state)
 {

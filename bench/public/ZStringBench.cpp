@@ -35,6 +35,10 @@ void BM_ZString_ShareAndRelease(benchmark::State& state)
     for (auto _ : state) {
         ZString copy(source);
         benchmark::DoNotOptimize(copy.data());
+        if (copy.data() != source.data()) {
+            state.SkipWithError("a share is not the same text");
+            break;
+        }
     }
 }
 BENCHMARK(BM_ZString_ShareAndRelease);
@@ -56,31 +60,45 @@ const std::string& megabyteOfText()
 }
 
 // Runs `operation` on `text` once per iteration and counts the text's bytes.
-template <class Operation>
-void runOverText(benchmark::State& state, const ZString& text, Operation operation)
+// Times `operation` over the text; `check` says whether a result is right,
+// and the run stops with an error at the first one that is not.
+template <class Operation, class Check>
+void runOverText(benchmark::State& state, const ZString& text, Operation operation, Check check)
 {
     for (auto _ : state) {
         auto result = operation(text);
         benchmark::DoNotOptimize(result);
+        if (!check(result)) {
+            state.SkipWithError("the measured work gave a wrong result");
+            break;
+        }
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(text.size()));
 }
 
+// Every "beta" replaced, whichever the case rule.
+bool noBetaLeft(const ZString& text) { return text.find("beta", 0, 4) == ZString::npos; }
+
 void BM_ZString_Find_1MiB(benchmark::State& state)
 {
-    runOverText(state, ZString(megabyteOfText()), [](const ZString& t) { return t.find("needle", 0, 6); });
+    const ZString text(megabyteOfText());
+    runOverText(state, text, [](const ZString& t) { return t.find("needle", 0, 6); },
+                [&](std::uint64_t at) { return at == text.size() - 6; });
 }
 BENCHMARK(BM_ZString_Find_1MiB);
 
 void BM_ZString_ReplaceAll_1MiB(benchmark::State& state)
 {
-    runOverText(state, ZString(megabyteOfText()), [](const ZString& t) { return t.replaceAll("needle", "pin"); });
+    const ZString text(megabyteOfText());
+    runOverText(state, text, [](const ZString& t) { return t.replaceAll("needle", "pin"); },
+                [&](const ZString& r) { return r.size() == text.size() - 3; });
 }
 BENCHMARK(BM_ZString_ReplaceAll_1MiB);
 
 void BM_ZString_ToLower_1MiB(benchmark::State& state)
 {
-    runOverText(state, ZString(megabyteOfText()), [](const ZString& t) { return t.toLower(); });
+    runOverText(state, ZString(megabyteOfText()), [](const ZString& t) { return t.toLower(); },
+                [](const ZString& r) { return std::none_of(r.begin(), r.end(), [](char c) { return c >= 'A' && c <= 'Z'; }); });
 }
 BENCHMARK(BM_ZString_ToLower_1MiB);
 
@@ -94,7 +112,7 @@ void BM_Baseline_ToLowerLocalePerByte_1MiB(benchmark::State& state)
             result[i] = std::use_facet<std::ctype<char>>(std::locale()).tolower(t[i]);
         }
         return std::strlen(result.c_str());
-    });
+    }, [&](std::size_t length) { return length == result.size(); });
 }
 BENCHMARK(BM_Baseline_ToLowerLocalePerByte_1MiB);
 
@@ -129,7 +147,7 @@ void BM_Baseline_ReplaceAllRebuildPerMatch_64KiB(benchmark::State& state)
 {
     const auto cs = static_cast<CaseSensitivity>(state.range(0));
     runOverText(state, ZString(sixtyFourKiBOfText()),
-                [cs](const ZString& t) { return rebuildPerMatch(t, "beta", "BETA!", cs); });
+                [cs](const ZString& t) { return rebuildPerMatch(t, "beta", "BETA!", cs); }, noBetaLeft);
 }
 BENCHMARK(BM_Baseline_ReplaceAllRebuildPerMatch_64KiB)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
@@ -137,14 +155,15 @@ void BM_ZString_ReplaceAllManyMatches_64KiB(benchmark::State& state)
 {
     const auto cs = static_cast<CaseSensitivity>(state.range(0));
     runOverText(state, ZString(sixtyFourKiBOfText()),
-                [cs](const ZString& t) { return t.replaceAll("beta", "BETA!", cs); });
+                [cs](const ZString& t) { return t.replaceAll("beta", "BETA!", cs); }, noBetaLeft);
 }
 BENCHMARK(BM_ZString_ReplaceAllManyMatches_64KiB)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
 // The same over 1 MiB: about 34,000 matches in one pass.
 void BM_ZString_ReplaceAllManyMatches_1MiB(benchmark::State& state)
 {
-    runOverText(state, ZString(megabyteOfText()), [](const ZString& t) { return t.replaceAll("beta", "BETA!"); });
+    runOverText(state, ZString(megabyteOfText()), [](const ZString& t) { return t.replaceAll("beta", "BETA!"); },
+                noBetaLeft);
 }
 BENCHMARK(BM_ZString_ReplaceAllManyMatches_1MiB);
 

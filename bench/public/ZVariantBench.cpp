@@ -21,7 +21,12 @@ void BM_ZVariant_WellKnownDataType_Direct(benchmark::State& state)
 {
     const ZVariant value(someValues().data(), someValues().size());
     for (auto _ : state) {
-        benchmark::DoNotOptimize(value.wellKnownDataType());
+        const WellKnownType type = value.wellKnownDataType();
+        benchmark::DoNotOptimize(type);
+        if (type != WellKnownTypeOf<double>::value) {
+            state.SkipWithError("the wrong type");
+            break;
+        }
     }
 }
 BENCHMARK(BM_ZVariant_WellKnownDataType_Direct);
@@ -30,7 +35,12 @@ void BM_ZVariantAbi_WellKnownDataType_Flat(benchmark::State& state)
 {
     const ZVariantAbi value(someValues().data(), someValues().size());
     for (auto _ : state) {
-        benchmark::DoNotOptimize(value.wellKnownDataType());
+        const WellKnownType type = value.wellKnownDataType();
+        benchmark::DoNotOptimize(type);
+        if (type != WellKnownTypeOf<double>::value) {
+            state.SkipWithError("the wrong type");
+            break;
+        }
     }
 }
 BENCHMARK(BM_ZVariantAbi_WellKnownDataType_Flat);

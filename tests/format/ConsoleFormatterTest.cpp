@@ -118,62 +118,6 @@ TEST(VariantText, TheCallersStreamSettingsApplyAndBoolalphaStays)
     EXPECT_EQ(flags.str(), "1 1 [true, false] true");
 }
 
-// Each element type's row, checked against the rule written in type codes:
-// string, the times, bool, the two reals, other codes below 0x8000 as signed
-// or unsigned by bit 0x4000, and every complex code.
-template <class Row>
-constexpr int rowNumber()
-{
-    if constexpr (std::is_same_v<Row, ZString>) {
-        return 1;
-    } else if constexpr (std::is_same_v<Row, TimePoint>) {
-        return 2;
-    } else if constexpr (std::is_same_v<Row, bool>) {
-        return 3;
-    } else if constexpr (std::is_same_v<Row, double>) {
-        return 4;
-    } else if constexpr (std::is_same_v<Row, std::int64_t>) {
-        return 5;
-    } else if constexpr (std::is_same_v<Row, std::uint64_t>) {
-        return 7;
-    } else if constexpr (std::is_same_v<Row, std::complex<double>>) {
-        return 8;
-    } else {
-        return 0;
-    }
-}
-namespace V {
-constexpr unsigned string = 0x0010, duration = 0x0030, timePoint = 0x0040, bool_ = 0x4003, double_ = 0x0001,
-                   float_ = 0x0002;
-}
-constexpr int rowByCode(unsigned code)
-{
-    if (code == V::string) {
-        return 1;
-    }
-    if (code == V::duration || code == V::timePoint) {
-        return 2;
-    }
-    if (code == V::bool_) {
-        return 3;
-    }
-    if (code == V::double_ || code == V::float_) {
-        return 4;
-    }
-    if (code < 0x8000) {
-        return (code & 0x4000) == 0 ? 5 : 7;
-    }
-    return 8;
-}
-
-TEST(VariantText, EveryElementTypeHasTheRowOfItsCode)
-{
-#define LUMCORE_CHECK_ROW(word, enumerator, code, Class) \
-    EXPECT_EQ(rowNumber<Internal::TextRow<Class>>(), rowByCode(code)) << #word;
-    LUMCORE_ELEMENT_TYPES(LUMCORE_CHECK_ROW)
-#undef LUMCORE_CHECK_ROW
-}
-
 TEST(TreeOutline, NestedMapsIndentAndValuesEndTheirLine)
 {
     const PropertyNode tree(PropertyMap{{"a", 1}, {"b", PropertyMap{{"c", 2}, {"d", 3}}}});

@@ -199,7 +199,13 @@ private:
     static constexpr std::size_t kSlots = 8;
 
     Slot& slot() { return m_slots[m_in.ConsumeIntegralInRange<std::size_t>(0, kSlots - 1)]; }
-    ZDataOrdering ordering() { return m_in.ConsumeBool() ? ZDataOrdering_ColumnMajor : ZDataOrdering_RowMajor; }
+    // Mostly one of the two orderings, sometimes one that is neither: it is
+    // stored as given, and a reorder of it must still hand out defaults.
+    ZDataOrdering ordering()
+    {
+        const unsigned pick = m_in.ConsumeIntegralInRange(0u, 7u);
+        return pick == 7 ? static_cast<ZDataOrdering>(5) : static_cast<ZDataOrdering>(pick % 2);
+    }
     ZConversionMode mode() { return m_in.ConsumeIntegralInRange<ZConversionMode>(0, 2); }
 
     static bool hasNoViewType(const ErrorRecord& error)
@@ -655,10 +661,20 @@ private:
         if (type == nullptr || room == 0) {
             return;
         }
-        const auto* bytes = static_cast<const unsigned char*>(ZVariantData_C_API_constStoredData(&error, s.handle));
+        const void* stored = ZVariantData_C_API_constStoredData(&error, s.handle);
         unsigned sum = 0;
-        for (std::size_t i = 0; i < room * type->size; ++i) {
-            sum += bytes[i];
+        if (isBoolean(type->code)) {
+            // Read as bool, so that a byte nobody wrote (neither 0 nor 1) is
+            // a load the undefined-behaviour sanitizer reports.
+            const auto* flags = static_cast<const bool*>(stored);
+            for (std::size_t i = 0; i < room * type->size; ++i) {
+                sum += flags[i] ? 1u : 0u;
+            }
+        } else {
+            const auto* bytes = static_cast<const unsigned char*>(stored);
+            for (std::size_t i = 0; i < room * type->size; ++i) {
+                sum += bytes[i];
+            }
         }
         m_sink = m_sink + sum;
     }

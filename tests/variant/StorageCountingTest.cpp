@@ -120,46 +120,4 @@ TEST(StorageCounting, UncountedScalarIgnoresCopyAndDestructAndReorderShares)
     EXPECT_EQ(refCount(counted.get()), 2u);
 }
 
-#if defined(__GNUC__) && !defined(_WIN32)
-// Modules built apart call these operations through the virtual table of
-// objects made here, so a slot that moves breaks every such module while
-// everything built from today's header still passes. Under the Itanium C++
-// ABI a pointer to a virtual member holds 1 + the slot's byte offset; the
-// destructor takes the first two slots.
-template <class Member>
-std::uintptr_t slotOf(Member member)
-{
-    static_assert(sizeof(Member) == 2 * sizeof(std::uintptr_t));
-    std::uintptr_t raw = 0;
-    std::memcpy(&raw, &member, sizeof raw);
-    return (raw - 1) / sizeof(void*);
-}
-
-TEST(StorageCounting, VirtualOperationsKeepTheirSlots)
-{
-    using I = IVariantData;
-    const std::vector<std::uintptr_t> slots{slotOf(&I::copy),
-                                            slotOf(&I::destruct),
-                                            slotOf(&I::mutableInstance),
-                                            slotOf(&I::numberAllocatedElements),
-                                            slotOf(&I::dimensions),
-                                            slotOf(&I::isScalarStorage),
-                                            slotOf(&I::dataOrdering),
-                                            slotOf(&I::wellKnownDataType),
-                                            slotOf(&I::typeInfo),
-                                            slotOf(&I::customTypeOperations),
-                                            slotOf(&I::reorderData),
-                                            slotOf(&I::reshapeNoRealloc),
-                                            slotOf(&I::reshapeToZVariant),
-                                            slotOf(&I::constStoredData),
-                                            slotOf(&I::mutableStoredData),
-                                            slotOf(&I::convertDataTo),
-                                            slotOf(&IVariantDataRefCounted::clone),
-                                            slotOf(&IVariantDataRefCounted::hasSingleReference)};
-    for (std::size_t i = 0; i < slots.size(); ++i) {
-        EXPECT_EQ(slots[i], i + 2) << "operation " << i << " in declaration order";
-    }
-}
-#endif
-
 }  // namespace

@@ -1,4 +1,5 @@
 // A user's program, built against the installed LumCore.
+#include <LumCore/CustomTypeCodec.hpp>
 #include <LumCore/ZString.hpp>
 #include <LumCore/ZVariant.hpp>
 
@@ -12,6 +13,11 @@ namespace {
 struct Reading {
     int sensor = 0;
     friend bool operator==(const Reading& a, const Reading& b) { return a.sensor == b.sensor; }
+};
+// The README's codec example, as C++17 compiles it.
+struct Calibration {
+    double offset = 0, gain = 0;
+    bool operator==(const Calibration& o) const { return offset == o.offset && gain == o.gain; }
 };
 }  // namespace
 
@@ -37,6 +43,14 @@ int main()
     }
     if (ZVariant(2.5).as<int>(ConversionMode::Cast) != 2) {
         return 4;
+    }
+    registerCustomTypeCodec(makeCustomTypeCodec<Calibration>(ZString("Calibration"),
+        [](const Calibration& c) { return PropertyMap{{"offset", c.offset}, {"gain", c.gain}}; },
+        [](const PropertyMap& m) { return Calibration{m.at("offset").value().as<double>(),
+                                                      m.at("gain").value().as<double>()}; }));
+    EncodedCustomTypeValues e = encodeCustomType(ZVariant(Calibration{0.5, 1.02}));
+    if (decodeCustomType(e).as<Calibration>().gain != 1.02) {
+        return 5;
     }
     return 0;
 }
