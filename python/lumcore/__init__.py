@@ -438,7 +438,7 @@ class Variant:
 
     def reshape(self, shape, ordering=None):
         """A new array of this type and `shape`, filled from these elements in
-        storage order (what is left over, left as new)."""
+        storage order (any further elements start at zero)."""
         if isinstance(shape, int):
             shape = (shape,)
         share = _lib("ZVariantData_C_API_copy", self._h)

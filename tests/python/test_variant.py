@@ -133,6 +133,8 @@ class Operations(unittest.TestCase):
         self.assertEqual(v.reshape(4).tolist(), [1, 2, 3, 4])
         self.assertEqual(v.reshape((1, 2)).tolist(), [[1, 2]])
         self.assertEqual(v.reshape((4, 1), "ColumnMajor").ordering, "ColumnMajor")
+        # A grown array starts its tail at zero, never at what the heap held.
+        self.assertEqual(lumcore.Variant([1.0]).reshape(8).tolist(), [1.0] + [0.0] * 7)
         with self.assertRaisesRegex(ValueError, "'Diagonal' is not an ordering"):
             v.reorder("Diagonal")
 
