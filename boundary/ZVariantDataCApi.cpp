@@ -2,6 +2,7 @@
 // two virtual operations of the storage object behind the handle.
 #include <iterator>
 
+#include "LumCore/Cbor.hpp"
 #include "LumCore/ExternalVariantStorageInterface.hpp"
 #include "LumCore/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
@@ -218,6 +219,23 @@ LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, Z
 LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, ZVariantData* handle)
 {
     return guardedCall(error, [&] { return storage(handle)->wellKnownDataType().bits(); });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_encodeCbor(ErrorRecord* error, ZVariantData* value)
+{
+    return guardedCall(error, [&] {
+        const ZVariant held = ZVariant::adoptFlatHandle(handleOf(countedShare(*storage(value))));
+        const ZVariant bytes = encodeCbor(held);
+        return handleOf(countedShare(*bytes.storage().data()));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_decodeCbor(ErrorRecord* error, const void* bytes, size_t size)
+{
+    return guardedCall(error, [&] {
+        const ZVariant value = decodeCborVariant(bytes, size);
+        return handleOf(countedShare(*value.storage().data()));
+    });
 }
 
 }  // extern "C"

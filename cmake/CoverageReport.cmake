@@ -9,7 +9,7 @@ if(NOT LUMCORE_GCOVR)
   return()
 endif()
 # The library's own code: its sources and the headers compiled into callers.
-set(_lum_covered "${PROJECT_SOURCE_DIR}/(boundary|strings|types|variant|addressing|property|format|include/LumCore)/")
+set(_lum_covered "${PROJECT_SOURCE_DIR}/(boundary|strings|types|variant|addressing|property|format|exchange|include/LumCore)/")
 add_test(NAME coverage.report
   COMMAND ${LUMCORE_GCOVR} --root ${PROJECT_SOURCE_DIR} --object-directory ${PROJECT_BINARY_DIR}
     --filter ${_lum_covered} --exclude-throw-branches --exclude-unreachable-branches -j 2 --print-summary

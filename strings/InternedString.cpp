@@ -89,4 +89,15 @@ std::string_view InternedString::create(const char* text, std::uint64_t size)
     return std::string_view(*found);
 }
 
+namespace Internal {
+
+bool isInterned(std::string_view text)
+{
+    const std::lock_guard<std::mutex> lock(internedSetMutex());
+    const InternedSet& set = internedSet();
+    return set.find(text) != set.end();
+}
+
+}  // namespace Internal
+
 }  // namespace Marlowen::Lum

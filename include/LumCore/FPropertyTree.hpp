@@ -36,6 +36,7 @@ namespace Internal {
 class FPropertyNodeImpl;
 class FPropertyListData;
 class FPropertyMapData;
+class FPropertyBuilder;
 }  // namespace Internal
 
 class FPropertyList;
@@ -64,6 +65,8 @@ public:
     [[nodiscard]] const FPropertyNode& at(const PropertyPath& path) const;
 
 private:
+    friend class Internal::FPropertyBuilder;
+
     std::shared_ptr<const Internal::FPropertyNodeImpl> m_impl;
 };
 
@@ -87,6 +90,8 @@ public:
     [[nodiscard]] const_iterator end() const noexcept;
 
 private:
+    friend class Internal::FPropertyBuilder;
+
     // Stands in for a null reference, so that readers need not test for one.
     LUM_API static const Internal::FPropertyListData s_nullListData;
 
@@ -117,6 +122,8 @@ public:
     [[nodiscard]] const_iterator end() const noexcept;
 
 private:
+    friend class Internal::FPropertyBuilder;
+
     // Stands in for a null reference, so that readers need not test for one.
     LUM_API static const Internal::FPropertyMapData s_nullMapData;
 
@@ -173,7 +180,7 @@ public:
     using Content = std::variant<std::monostate, ZVariant, FPropertyList, FPropertyMap>;
 
     template <std::size_t Tag, class Source>
-    FPropertyNodeImpl(std::in_place_index_t<Tag> tag, const Source& source) : content(tag, source)
+    FPropertyNodeImpl(std::in_place_index_t<Tag> tag, Source&& source) : content(tag, std::forward<Source>(source))
     {
     }
 

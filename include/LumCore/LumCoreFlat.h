@@ -153,6 +153,13 @@ LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, Z
                                                            ZDataOrdering ordering);
 LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, ZVariantData* handle);
 
+/* The value as CBOR (RFC 8949, typed arrays of RFC 8746; LumCore/Cbor.hpp
+ * has the form): a new one-dimensional unsignedInt8 array of the bytes. */
+LUM_API ZVariantData* ZVariantData_C_API_encodeCbor(ErrorRecord* error, ZVariantData* value);
+/* The value of one CBOR item, and nothing after it; malformed input is an
+ * invalid_argument, a limit passed a length_error, each naming the byte. */
+LUM_API ZVariantData* ZVariantData_C_API_decodeCbor(ErrorRecord* error, const void* bytes, size_t size);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

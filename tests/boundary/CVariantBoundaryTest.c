@@ -255,8 +255,35 @@ static void hands_out_only_written_elements(void)
     ZVariantData_C_API_destruct(&error, numbers);
 }
 
+/* CBOR both ways from C: an array comes back identical; bytes that are no
+ * CBOR get the record's word and the offset of the fault. */
+static void travels_as_cbor(void)
+{
+    ErrorRecord error;
+    error.typeName = NULL;
+    const size_t grid[2] = {2, 3};
+    const int values[6] = {1, -2, 3, 4, 5, 600000};
+    ZVariantData* array = ZVariantData_C_API_constructArray(&error, values, ZWellKnownType_int32, 6, shape(grid, 2),
+                                                            ZDataOrdering_ColumnMajor);
+    ZVariantData* bytes = ZVariantData_C_API_encodeCbor(&error, array);
+    CHECK(error.typeName == NULL && ZVariantData_C_API_wellKnownDataType(&error, bytes) == ZWellKnownType_unsignedInt8);
+    ZVariantData* back = ZVariantData_C_API_decodeCbor(&error, ZVariantData_C_API_constStoredData(&error, bytes),
+                                                       ZVariantData_C_API_dimensions(&error, bytes).data[0]);
+    CHECK(error.typeName == NULL && ZVariantData_C_API_isIdenticalTo(&error, back, array));
+
+    const unsigned char truncated[2] = {0x19, 0x01};
+    CHECK(ZVariantData_C_API_decodeCbor(&error, truncated, 2) == NULL);
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "invalid_argument") == 0);
+    CHECK(strcmp(error.message, "CBOR at byte 1: the input ends inside an item") == 0);
+    error.typeName = NULL;
+    ZVariantData_C_API_destruct(&error, back);
+    ZVariantData_C_API_destruct(&error, bytes);
+    ZVariantData_C_API_destruct(&error, array);
+}
+
 void run_variant_checks(void)
 {
+    travels_as_cbor();
     hands_out_only_written_elements();
     writes_through_a_private_handle();
     converts_compares_reorders_and_reshapes();

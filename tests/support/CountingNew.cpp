@@ -8,6 +8,7 @@
 
 namespace {
 std::atomic<std::uint64_t> g_allocations{0};
+std::atomic<std::uint64_t> g_allocatedBytes{0};
 std::atomic<std::uint64_t> g_routeMismatches{0};
 
 // The live blocks asked for with page alignment or more, and that alignment:
@@ -65,6 +66,7 @@ void freeChecked(void* block, std::size_t alignment) noexcept
 void* countedAllocate(std::size_t size, std::size_t alignment = 0)
 {
     g_allocations.fetch_add(1, std::memory_order_relaxed);
+    g_allocatedBytes.fetch_add(size, std::memory_order_relaxed);
     if (size == 0) {
         size = 1;
     }
@@ -98,6 +100,7 @@ void* nothrowAllocate(std::size_t size, std::size_t alignment = 0) noexcept
 
 namespace LumTest {
 std::uint64_t allocationCount() noexcept { return g_allocations.load(std::memory_order_relaxed); }
+std::uint64_t allocatedBytes() noexcept { return g_allocatedBytes.load(std::memory_order_relaxed); }
 std::uint64_t freedByAnotherRoute() noexcept { return g_routeMismatches.load(std::memory_order_relaxed); }
 }  // namespace LumTest
 

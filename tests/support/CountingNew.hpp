@@ -9,6 +9,8 @@
 namespace LumTest {
 
 std::uint64_t allocationCount() noexcept;
+// The bytes asked for by every allocation so far, freed or not.
+std::uint64_t allocatedBytes() noexcept;
 
 // How many blocks asked for with page alignment or more were freed with
 // another alignment, or blocks asked for with less freed with such an
