@@ -10,15 +10,14 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "LumCore/Cbor.hpp"
 #include "LumCore/CustomTypeCodec.hpp"
-#include "LumCore/internal/FPropertyBuilder.hpp"
 #include "exchange/CborTags.hpp"
 #include "exchange/DecodedNames.hpp"
+#include "exchange/DecodedTree.hpp"
 #include "exchange/Utf8.hpp"
 #include "variant/StorageInstances.hpp"
 
@@ -34,38 +33,6 @@ constexpr std::uint64_t kInt64Max = static_cast<std::uint64_t>(std::numeric_limi
 {
     throw std::invalid_argument("CBOR at byte " + std::to_string(offset) + ": " + what);
 }
-
-// The two tree forms the reader builds, from the same walk.
-struct FrozenTree {
-    using Node = FPropertyNode;
-    using Entries = FPropertyBuilder::Entries;
-    static Node value(ZVariant&& value) { return FPropertyBuilder::value(std::move(value)); }
-    static Node list(std::vector<Node>&& nodes) { return FPropertyBuilder::list(std::move(nodes)); }
-    static Node map(Entries&& entries) { return FPropertyBuilder::map(std::move(entries)); }
-};
-
-struct MutableTree {
-    using Node = PropertyNode;
-    using Entries = std::vector<std::pair<InternedString, PropertyNode>>;
-    static Node value(ZVariant&& value) { return PropertyNode(std::move(value)); }
-    static Node list(std::vector<Node>&& nodes)
-    {
-        PropertyList list;
-        list.reserve(nodes.size());
-        for (PropertyNode& node : nodes) {
-            list.push_back(std::move(node));
-        }
-        return PropertyNode(std::move(list));
-    }
-    static Node map(Entries&& entries)
-    {
-        PropertyMap map;
-        for (auto& [key, node] : entries) {
-            map.insert(key, std::move(node));
-        }
-        return PropertyNode(std::move(map));
-    }
-};
 
 float halfToFloat(std::uint16_t half)
 {
@@ -310,11 +277,8 @@ private:
             malformed(h.offset, "a map of " + std::to_string(h.value) + " entries in " + std::to_string(remaining()) +
                                     " bytes");
         }
-        typename Tree::Entries entries;
+        DecodedEntries<Tree> entries;
         entries.reserve(h.indefinite() ? 0 : static_cast<std::size_t>(h.value));
-        // The first entry of a key wins: small maps are searched, larger
-        // ones keep a set of their keys' addresses.
-        std::unordered_set<const char*> keys;
         for (std::uint64_t i = 0; h.indefinite() ? !breakFollows() : i < h.value; ++i) {
             const Head keyHead = head();
             if (keyHead.major != 3) {
@@ -326,23 +290,10 @@ private:
                                         ": more new names than the limit of " +
                                         std::to_string(m_limits.maxNewNames));
             }
-            typename Tree::Node item = node<Tree>();
-            bool present = false;
-            if (entries.size() < 16) {
-                present = std::any_of(entries.begin(), entries.end(), [&](const auto& e) { return e.first == *key; });
-            } else {
-                if (keys.empty()) {
-                    for (const auto& entry : entries) {
-                        keys.insert(entry.first.data());
-                    }
-                }
-                present = !keys.insert(key->data()).second;
-            }
-            if (!present) {
-                entries.emplace_back(*key, std::move(item));
-            }
+            const InternedString name = *key;
+            entries.add(name, node<Tree>());
         }
-        return Tree::map(std::move(entries));
+        return entries.map();
     }
 
     // ---- Variants --------------------------------------------------------------
