@@ -28,7 +28,7 @@ run_one() {
     echo $? >"$dir/status"
 }
 
-targets=(flat_program text slice tree)
+targets=(flat_program text slice tree cbor json)
 for ((i = 0; i < ${#targets[@]}; i += 2)); do
     run_one "${targets[i]}" &
     [ -n "${targets[i + 1]:-}" ] && run_one "${targets[i + 1]}" &
