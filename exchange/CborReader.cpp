@@ -284,8 +284,8 @@ private:
             if (keyHead.major != 3) {
                 malformed(keyHead.offset, "a map key that is not text");
             }
-            const InternedString* key = m_names.intern(text(keyHead));
-            if (key == nullptr) {
+            const std::optional<InternedString> key = m_names.intern(text(keyHead));
+            if (!key) {
                 throw std::length_error("CBOR at byte " + std::to_string(keyHead.offset) +
                                         ": more new names than the limit of " +
                                         std::to_string(m_limits.maxNewNames));

@@ -1,7 +1,10 @@
-// The CBOR writer: one walk of a variant or a tree, run twice over the same
-// emitter code, first to count the bytes and then to write them into a
-// block of exactly that size, so that a large typed array is copied once.
+// The CBOR writer: one walk of a variant or a tree into a rope of bytes,
+// then one copy into a block of exactly the encoding's size, in which a
+// large typed array is copied for the only time.
+#include <algorithm>
 #include <bit>
+#include <deque>
+#include <memory>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -23,49 +26,107 @@ using namespace Internal;
 
 static_assert(std::endian::native == std::endian::little, "typed arrays are written as the host stores them");
 
-// Counts the bytes of the encoding.
-struct ByteCounter {
-    std::size_t size = 0;
-    void put(std::uint8_t) noexcept { ++size; }
-    void put(const void*, std::size_t count) noexcept { size += count; }
-};
+// The encoding as it is written: small items appended to one growing
+// block, and large payloads (a typed array's elements) kept as references to
+// where they lie, so that they are copied once, into the result, when its
+// exact size is known.
+class ByteRope {
+public:
+    void put(std::uint8_t byte)
+    {
+        reserve(1);
+        m_small[m_size++] = byte;
+    }
 
-// Writes the encoding into a block the counter sized.
-struct ByteWriter {
-    std::uint8_t* out;
-    void put(std::uint8_t byte) noexcept { *out++ = byte; }
-    void put(const void* bytes, std::size_t count) noexcept
+    void put(const void* bytes, std::size_t count)
+    {
+        if (count >= kLargePayload) {
+            m_spans.push_back(Span{m_size, static_cast<const std::uint8_t*>(bytes), count});
+            m_spanBytes += count;
+            return;
+        }
+        reserve(count);
+        const auto* from = static_cast<const std::uint8_t*>(bytes);
+        if (count <= 16) {
+            for (std::size_t i = 0; i < count; ++i) {
+                m_small[m_size + i] = from[i];
+            }
+        } else {
+            std::memcpy(m_small.get() + m_size, from, count);
+        }
+        m_size += count;
+    }
+
+    [[nodiscard]] std::size_t size() const noexcept { return m_size + m_spanBytes; }
+
+    void copyTo(std::uint8_t* out) const noexcept
+    {
+        std::size_t from = 0;
+        for (const Span& span : m_spans) {
+            copy(out, m_small.get() + from, span.at - from);
+            copy(out, span.data, span.size);
+            from = span.at;
+        }
+        copy(out, m_small.get() + from, m_size - from);
+    }
+
+private:
+    static constexpr std::size_t kLargePayload = 4096;
+
+    struct Span {
+        std::size_t at;  // where it stands among the small bytes
+        const std::uint8_t* data;
+        std::size_t size;
+    };
+
+    static void copy(std::uint8_t*& out, const std::uint8_t* from, std::size_t count) noexcept
     {
         if (count != 0) {
-            std::memcpy(out, bytes, count);
+            std::memcpy(out, from, count);
             out += count;
         }
     }
+
+    void reserve(std::size_t count)
+    {
+        if (m_size + count <= m_capacity) {
+            return;
+        }
+        const std::size_t capacity = std::max({std::size_t{4096}, 2 * m_capacity, m_size + count});
+        auto grown = std::make_unique_for_overwrite<std::uint8_t[]>(capacity);
+        if (m_size != 0) {
+            std::memcpy(grown.get(), m_small.get(), m_size);
+        }
+        m_small = std::move(grown);
+        m_capacity = capacity;
+    }
+
+    std::unique_ptr<std::uint8_t[]> m_small;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
+    std::vector<Span> m_spans;
+    std::size_t m_spanBytes = 0;
 };
 
 enum Major : std::uint8_t { kUnsigned = 0, kNegative = 1, kBytes = 2, kText = 3, kArray = 4, kMap = 5, kTag = 6 };
 
-// What an application class's codec made, kept from the counting pass for
-// the writing pass: both walk the same values in the same order.
+// What the codecs of application classes made, kept until the bytes are
+// copied out: the rope may point into the arrays of their trees. A deque,
+// so that a tree being written stays where it is while nested classes add
+// theirs.
 struct CodecResults {
-    std::vector<EncodedCustomTypeValues> made;
-    std::size_t next = 0;
-    bool counting = true;
+    std::deque<EncodedCustomTypeValues> made;
 
     const EncodedCustomTypeValues& of(const ZVariant& value)
     {
-        if (counting) {
-            made.push_back(encodeCustomType(value));
-            return made.back();
-        }
-        return made.at(next++);
+        made.push_back(encodeCustomType(value));
+        return made.back();
     }
 };
 
-template <class Sink>
 class Emitter {
 public:
-    Emitter(Sink& sink, CodecResults& codecs) : m_sink(sink), m_codecs(codecs) {}
+    Emitter(ByteRope& sink, CodecResults& codecs) : m_sink(sink), m_codecs(codecs) {}
 
     void emit(const ZVariant& value) { variant(value); }
     void emit(const PropertyNode& tree) { node(tree); }
@@ -79,14 +140,16 @@ public:
         if (node.isValue()) {
             variant(node.value());
         } else if (node.isList()) {
-            head(kArray, node.list().size());
-            for (const auto& item : node.list()) {
+            const auto& list = node.list();
+            head(kArray, list.size());
+            for (const auto& item : list) {
                 this->node(item);
             }
         } else if (node.isMap()) {
-            head(kMap, node.map().size());
-            for (const auto& [key, item] : node.map()) {
-                text(key.data(), key.size());
+            const auto& map = node.map();
+            head(kMap, map.size());
+            for (const auto& [name, item] : map) {
+                key(name);
                 this->node(item);
             }
         } else {
@@ -137,6 +200,15 @@ public:
     }
 
 private:
+    // A key that is not UTF-8 has no CBOR form (a text string it must be).
+    void key(InternedString name)
+    {
+        if (!isValidUtf8(name.data(), name.size())) {
+            throw std::invalid_argument("A map key that is not valid UTF-8 has no CBOR form.");
+        }
+        text(name.data(), name.size());
+    }
+
     void head(std::uint8_t major, std::uint64_t value)
     {
         const auto initial = static_cast<std::uint8_t>(major << 5);
@@ -306,24 +378,23 @@ private:
         node(encoded.values);
     }
 
-    Sink& m_sink;
+    ByteRope& m_sink;
     CodecResults& m_codecs;
 };
 
-// Counts, then writes into the block `allocate(size)` returns.
+// Writes the encoding, then copies it into the block `allocate(size)`
+// returns (none: only the size is wanted).
 template <class Item, class Allocate>
 std::size_t encodeInto(const Item& item, Allocate&& allocate)
 {
     CodecResults codecs;
-    ByteCounter counter;
-    Emitter<ByteCounter>(counter, codecs).emit(item);
-    std::uint8_t* block = allocate(counter.size);
+    ByteRope rope;
+    Emitter(rope, codecs).emit(item);
+    std::uint8_t* block = allocate(rope.size());
     if (block != nullptr) {
-        codecs.counting = false;
-        ByteWriter writer{block};
-        Emitter<ByteWriter>(writer, codecs).emit(item);
+        rope.copyTo(block);
     }
-    return counter.size;
+    return rope.size();
 }
 
 template <class Item>

@@ -1,14 +1,16 @@
 // DecodedNames: the map keys of one decode, interned once each. Interned
 // text lives as long as the process, so names the process has never seen
-// count against the decode's limit; a key met again in the same input is
-// found in a table of its own, with no lock.
+// count against the decode's limit. A key met again in the same input is
+// found in a direct-mapped table by its text, with no lock and no
+// allocation; the table remembers the last key of each slot.
 #pragma once
 
+#include <array>
 #include <cstddef>
-#include <functional>
-#include <string>
+#include <cstdint>
+#include <cstring>
+#include <optional>
 #include <string_view>
-#include <unordered_map>
 
 #include "LumCore/InternedString.hpp"
 
@@ -21,31 +23,37 @@ class DecodedNames {
 public:
     explicit DecodedNames(std::size_t maxNewNames) : m_room(maxNewNames) {}
 
-    // The interned key, or null when it would be one new name too many.
-    [[nodiscard]] const InternedString* intern(std::string_view text)
+    // The interned key, or nothing when it would be one new name too many.
+    [[nodiscard]] std::optional<InternedString> intern(std::string_view text)
     {
-        const auto found = m_seen.find(text);
-        if (found != m_seen.end()) {
-            return &found->second;
+        std::optional<InternedString>& slot = m_slots[slotOf(text)];
+        if (slot && slot->size() == text.size() && std::memcmp(slot->data(), text.data(), text.size()) == 0) {
+            return slot;
         }
         if (!isInterned(text)) {
             if (m_room == 0) {
-                return nullptr;
+                return std::nullopt;
             }
             --m_room;
         }
-        return &m_seen.emplace(std::string(text), InternedString(text)).first->second;
+        slot = InternedString(text);
+        return slot;
     }
 
 private:
-    // Found from a view of the input, with no copy of the text.
-    struct ViewHash {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
-    };
+    static std::size_t slotOf(std::string_view text) noexcept
+    {
+        std::uint64_t hash = 0xcbf29ce484222325u;
+        for (const char c : text) {
+            hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3u;
+        }
+        return static_cast<std::size_t>(hash ^ (hash >> 32)) % kSlots;
+    }
+
+    static constexpr std::size_t kSlots = 1021;  // prime: keys that differ in one byte spread
 
     std::size_t m_room;
-    std::unordered_map<std::string, InternedString, ViewHash, std::equal_to<>> m_seen;
+    std::array<std::optional<InternedString>, kSlots> m_slots{};
 };
 
 }  // namespace Marlowen::Lum::Internal

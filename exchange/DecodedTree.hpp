@@ -3,7 +3,7 @@
 #pragma once
 
 #include <algorithm>
-#include <unordered_set>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -45,33 +45,63 @@ struct MutableTree {
 };
 
 // A map's entries as they are read: the first entry of a key wins. Small
-// maps are searched; from 16 entries on, the keys' addresses are kept.
+// maps are searched; from 16 entries on, the keys' addresses (interned, so
+// equal text is one address) go into a flat table of their own.
 template <class Tree>
 class DecodedEntries {
 public:
     void add(InternedString key, typename Tree::Node&& node)
     {
-        bool present = false;
-        if (m_entries.size() < 16) {
-            present = std::any_of(m_entries.begin(), m_entries.end(), [&](const auto& e) { return e.first == key; });
-        } else {
-            if (m_keys.empty()) {
-                for (const auto& entry : m_entries) {
-                    m_keys.insert(entry.first.data());
-                }
+        if (m_entries.size() < kSearched) {
+            if (std::any_of(m_entries.begin(), m_entries.end(), [&](const auto& e) { return e.first == key; })) {
+                return;
             }
-            present = !m_keys.insert(key.data()).second;
+        } else if (!remember(key.data())) {
+            return;
         }
-        if (!present) {
-            m_entries.emplace_back(key, std::move(node));
+        m_entries.emplace_back(key, std::move(node));
+        if (m_entries.size() == kSearched) {
+            for (const auto& entry : m_entries) {
+                remember(entry.first.data());
+            }
         }
     }
     void reserve(std::size_t count) { m_entries.reserve(count); }
     [[nodiscard]] typename Tree::Node map() { return Tree::map(std::move(m_entries)); }
 
 private:
+    static constexpr std::size_t kSearched = 16;
+
+    // False when `key` is in the table already; open addressing, kept at
+    // most half full.
+    bool remember(const char* key)
+    {
+        if (2 * (m_used + 1) > m_table.size()) {
+            std::vector<const char*> old(std::max<std::size_t>(64, 2 * m_table.size()), nullptr);
+            old.swap(m_table);
+            m_used = 0;
+            for (const char* kept : old) {
+                if (kept != nullptr) {
+                    remember(kept);
+                }
+            }
+        }
+        const std::size_t mask = m_table.size() - 1;
+        for (std::size_t i = (reinterpret_cast<std::uintptr_t>(key) >> 4) & mask;; i = (i + 1) & mask) {
+            if (m_table[i] == key) {
+                return false;
+            }
+            if (m_table[i] == nullptr) {
+                m_table[i] = key;
+                ++m_used;
+                return true;
+            }
+        }
+    }
+
     typename Tree::Entries m_entries;
-    std::unordered_set<const char*> m_keys;
+    std::vector<const char*> m_table;
+    std::size_t m_used = 0;
 };
 
 }  // namespace Marlowen::Lum::Internal

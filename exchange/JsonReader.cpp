@@ -234,8 +234,8 @@ private:
             }
             const char* keyAt = m_pos;
             const std::string_view text = string();
-            const InternedString* key = m_names.intern(text);
-            if (key == nullptr) {
+            const std::optional<InternedString> key = m_names.intern(text);
+            if (!key) {
                 fail(keyAt, "more new names than the limit of " + std::to_string(m_limits.maxNewNames), true);
             }
             const InternedString name = *key;

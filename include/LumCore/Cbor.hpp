@@ -36,7 +36,8 @@ namespace Marlowen::Lum {
 [[nodiscard]] LUM_API ZVariant encodeCbor(const FPropertyNode& tree);
 
 // The encoding's size; the bytes are written to `buffer` only when they fit
-// in `capacity` (codecs of application classes then run twice).
+// in `capacity`. (Each call encodes anew: one to learn the size and one to
+// write run the codecs of application classes twice.)
 LUM_API std::size_t encodeCbor(const ZVariant& value, void* buffer, std::size_t capacity);
 LUM_API std::size_t encodeCbor(const PropertyNode& tree, void* buffer, std::size_t capacity);
 LUM_API std::size_t encodeCbor(const FPropertyNode& tree, void* buffer, std::size_t capacity);
