@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "LumCore/ArrayIndexing.hpp"
-#include "LumCore/DLPackTensor.h"
+#include "LumCore/c/DLPackTensor.h"
 #include "boundary/GuardedCall.hpp"
 #include "variant/ArrayCopies.hpp"
 #include "variant/CountedShare.hpp"

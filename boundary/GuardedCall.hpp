@@ -14,7 +14,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "LumCore/ErrorRecord.h"
+#include "LumCore/c/ErrorRecord.h"
 
 namespace Marlowen::Lum::Internal {
 
@@ -34,22 +34,18 @@ auto guardedCall(ErrorRecord* error, Body&& body) noexcept -> std::invoke_result
     using Result = std::invoke_result_t<Body&>;
     error->typeName = nullptr;
     error->message[0] = '\0';
-    // Most specific first: the first four classes derive from the later ones.
+    // In the order of the list, most derived first.
     try {
         return body();
-    } catch (const std::bad_alloc& e) {
-        recordFailure(error, "bad_alloc", e.what());
-    } catch (const std::out_of_range& e) {
-        recordFailure(error, "out_of_range", e.what());
-    } catch (const std::invalid_argument& e) {
-        recordFailure(error, "invalid_argument", e.what());
-    } catch (const std::length_error& e) {
-        recordFailure(error, "length_error", e.what());
-    } catch (const std::runtime_error& e) {
-        recordFailure(error, "runtime_error", e.what());
-    } catch (const std::exception& e) {
-        recordFailure(error, "exception", e.what());
-    } catch (...) {
+    }
+#define LUMCORE_CATCH_WORD(word, Class)          \
+    catch (const Class& e)                       \
+    {                                            \
+        recordFailure(error, #word, e.what());   \
+    }
+    LUMCORE_ERROR_WORDS(LUMCORE_CATCH_WORD)
+#undef LUMCORE_CATCH_WORD
+    catch (...) {
         recordFailure(error, "exception", "unknown exception");
     }
     if constexpr (!std::is_void_v<Result>) {

@@ -1,7 +1,7 @@
 // The six flat string functions. Each is a shell around guardedCall.
 #include <cstring>
 
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "boundary/GuardedCall.hpp"
 #include "boundary/ZStringData.hpp"
 

@@ -4,7 +4,7 @@
 
 #include "LumCore/Cbor.hpp"
 #include "LumCore/ExternalVariantStorageInterface.hpp"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "boundary/GuardedCall.hpp"

@@ -10,7 +10,7 @@
 #include "LumCore/CopySlice.hpp"
 #include "LumCore/CustomTypeCodec.hpp"
 #include "LumCore/FPropertyTree.hpp"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/PropertyTree.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/ZVariant.hpp"

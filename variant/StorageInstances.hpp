@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/c/ElementTypeList.h"
 #include "LumCore/internal/ScalarVariantData.hpp"
 #include "LumCore/internal/VectorVariantData.hpp"
 

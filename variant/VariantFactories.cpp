@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "LumCore/internal/ElementTypeDispatch.hpp"
-#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/c/ElementTypeList.h"
 #include "LumCore/internal/ZVariantDirectStorage.hpp"
 #include "variant/StorageInstances.hpp"
 

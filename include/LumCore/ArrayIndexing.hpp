@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "LumCore/ArrayDimensionsView.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 
 namespace Marlowen::Lum {
 

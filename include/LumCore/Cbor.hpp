@@ -23,7 +23,7 @@
 #include <cstddef>
 
 #include "LumCore/DecodeLimits.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/FPropertyTree.hpp"
 #include "LumCore/PropertyTree.hpp"
 #include "LumCore/ZVariant.hpp"

@@ -20,7 +20,7 @@
 
 #include <iosfwd>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/FPropertyTree.hpp"
 #include "LumCore/PropertyTree.hpp"
 #include "LumCore/ZVariant.hpp"

@@ -27,7 +27,7 @@
 #include <utility>
 #include <vector>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/PropertyTree.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/ZVariant.hpp"

@@ -28,7 +28,7 @@
 #include <utility>
 #include <vector>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 
 namespace Marlowen::Lum {
 

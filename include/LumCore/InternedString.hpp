@@ -19,7 +19,7 @@
 #include <ostream>
 #include <string_view>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 
 namespace Marlowen::Lum {
 

@@ -28,7 +28,7 @@
 #include <string_view>
 
 #include "LumCore/DecodeLimits.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/FPropertyTree.hpp"
 #include "LumCore/PropertyTree.hpp"
 

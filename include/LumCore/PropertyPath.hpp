@@ -27,7 +27,7 @@
 #include <variant>
 #include <vector>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/InternedString.hpp"
 
 namespace Marlowen::Lum {

@@ -30,7 +30,7 @@
 #include <variant>
 #include <vector>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/InternedString.hpp"
 #include "LumCore/PropertyPath.hpp"
 #include "LumCore/ZString.hpp"

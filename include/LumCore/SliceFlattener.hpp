@@ -25,7 +25,7 @@
 
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/IndexSet.hpp"
 
 namespace Marlowen::Lum {

@@ -18,7 +18,7 @@
 #include "LumCore/internal/SameRuntime.hpp"
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/IVariantData.hpp"
 
 namespace Marlowen::Lum::Internal {

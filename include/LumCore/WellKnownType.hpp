@@ -21,9 +21,9 @@
 
 #include "LumCore/Complex.hpp"
 #include "LumCore/Duration.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/TimePoint.hpp"
-#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/c/ElementTypeList.h"
 
 namespace Marlowen::Lum {
 

@@ -27,8 +27,8 @@
 #include <type_traits>
 
 #include "LumCore/CaseSensitivity.hpp"
-#include "LumCore/Export.h"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/Export.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/ZStringLiteral.hpp"
 #include "LumCore/internal/FlatHandle.hpp"
 #include "LumCore/internal/ThrowIfFailed.hpp"

@@ -24,7 +24,7 @@
 
 #include <iosfwd>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/ZVariantAbi.hpp"
 #include "LumCore/ZVariantGeneric.hpp"
 #include "LumCore/internal/SameRuntime.hpp"

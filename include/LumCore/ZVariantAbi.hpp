@@ -2,7 +2,7 @@
 // of 26 element types, that holds one opaque handle and reaches its data only
 // through the flat C functions. A module built with another compiler or
 // against another C++ runtime (clang++ with libc++ beside a g++-built
-// library) uses this class, or LumCore/LumCoreFlat.h from C. It offers the
+// library) uses this class, or LumCore/c/LumCoreFlat.h from C. It offers the
 // same typed operations as ZVariant (see ZVariantGeneric.hpp).
 //
 //     using namespace Marlowen::Lum;
@@ -15,7 +15,7 @@
 
 #include <iosfwd>
 
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/ZVariantGeneric.hpp"
 #include "LumCore/internal/ZVariantDataSharable.hpp"
 

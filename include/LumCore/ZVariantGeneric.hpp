@@ -17,7 +17,7 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/Export.h"
+#include "LumCore/c/Export.h"
 #include "LumCore/WellKnownType.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/internal/ElementTypeName.hpp"
@@ -344,7 +344,7 @@ public:
     [[nodiscard]] const Storage& storage() const noexcept { return m_storage; }
 
     // The handle behind this value, for the flat functions (the DLPack export
-    // of LumCore/DLPackTensor.h among them); it stays this value's.
+    // of LumCore/c/DLPackTensor.h among them); it stays this value's.
     [[nodiscard]] ZVariantData* flatHandle() const noexcept { return m_storage.handle(); }
     // A value that takes over one reference to a handle that a flat function
     // returned (a DLPack import, say).

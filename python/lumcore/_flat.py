@@ -189,6 +189,16 @@ class Flat:
             self.words[code.value] = word.decode()
             index += 1
         self.codes = {word: code for code, word in self.words.items()}
+        # The failure words come from the library's one list; each must have
+        # its Python class here ("exception" is LumCoreError itself).
+        error_word_at = free.ErrorRecord_C_API_wordAt
+        error_word_at.restype, error_word_at.argtypes = ctypes.c_char_p, [_size]
+        self.error_words = []
+        while (word := error_word_at(len(self.error_words))) is not None:
+            self.error_words.append(word.decode())
+        unmapped = set(self.error_words) - set(_BY_WORD) - {"exception"}
+        if unmapped:
+            raise ImportError(f"the library reports failures this module cannot raise: {sorted(unmapped)}")
 
     def __call__(self, name, *args):
         error = ErrorRecord()

@@ -5,7 +5,7 @@
 #include <string.h>
 
 #include "CBoundaryCheck.h"
-#include "LumCore/DLPackTensor.h"
+#include "LumCore/c/DLPackTensor.h"
 
 static ZArrayDimensions dims_of(const size_t* extents, size_t count)
 {

@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 
 #include "CBoundaryCheck.h"
 

@@ -4,7 +4,7 @@
 #include <string.h>
 
 #include "CBoundaryCheck.h"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 
 static ZArrayDimensions shape(const size_t* extents, size_t count)
 {

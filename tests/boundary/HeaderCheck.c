@@ -1,8 +1,9 @@
-/* Compiles every public C header as strict C11. */
-#include "LumCore/DLPackTensor.h"
-#include "LumCore/ErrorRecord.h"
-#include "LumCore/Export.h"
-#include "LumCore/LumCoreFlat.h"
+/* Compiles every C header as strict C11, seeing only the C folder. */
+#include "LumCore/c/DLPackTensor.h"
+#include "LumCore/c/ElementTypeList.h"
+#include "LumCore/c/ErrorRecord.h"
+#include "LumCore/c/Export.h"
+#include "LumCore/c/LumCoreFlat.h"
 
 int lumcore_header_check_c11(void);
-int lumcore_header_check_c11(void) { return (int)sizeof(ErrorRecord); }
+int lumcore_header_check_c11(void) { return (int)sizeof(ErrorRecord) + ZWellKnownType_int32; }

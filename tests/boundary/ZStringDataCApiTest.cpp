@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 
 namespace {
 

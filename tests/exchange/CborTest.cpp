@@ -9,7 +9,7 @@
 
 #include "LumCore/Cbor.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
-#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/c/ElementTypeList.h"
 #include "support/CountingNew.hpp"
 #include "support/Printed.hpp"
 #include "support/ThrownText.hpp"

@@ -18,9 +18,9 @@
 #include <vector>
 
 #include "FuzzSupport.hpp"
-#include "LumCore/DLPackTensor.h"
+#include "LumCore/c/DLPackTensor.h"
 #include "LumCore/ExternalVariantStorageInterface.hpp"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/ZVariant.hpp"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <vector>
 
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 
 namespace LumFuzz {
 

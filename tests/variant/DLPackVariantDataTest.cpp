@@ -1,7 +1,7 @@
 // DLPack exchange seen from inside: the one share an exported tensor holds,
 // the copies made of memory that a caller lent, and an imported tensor as a
 // storage object.
-#include "LumCore/DLPackTensor.h"
+#include "LumCore/c/DLPackTensor.h"
 #include "LumCore/ZVariant.hpp"
 #include "StorageTestSupport.hpp"
 

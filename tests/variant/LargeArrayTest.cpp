@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/internal/ArrayBlock.hpp"
 #include "StorageTestSupport.hpp"
 #include "support/CountingNew.hpp"

@@ -26,7 +26,7 @@
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/WellKnownType.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
-#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/c/ElementTypeList.h"
 
 namespace Marlowen::Lum::Internal {
 

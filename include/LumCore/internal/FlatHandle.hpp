@@ -14,7 +14,7 @@
 
 #include <utility>
 
-#include "LumCore/ErrorRecord.h"
+#include "LumCore/c/ErrorRecord.h"
 #include "LumCore/internal/ThrowIfFailed.hpp"
 
 namespace Marlowen::Lum::Internal {

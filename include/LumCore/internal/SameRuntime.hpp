@@ -6,7 +6,7 @@
 // module compiles, links and passes small tests, and then breaks when the
 // objects cross, so it stops here instead. ZVariantAbi
 // (LumCore/ZVariantAbi.hpp), ZString and the flat C functions
-// (LumCore/LumCoreFlat.h) serve any runtime. An expert who knows no object
+// (LumCore/c/LumCoreFlat.h) serve any runtime. An expert who knows no object
 // crosses defines LUMCORE_ALLOW_OTHER_CXX_RUNTIME.
 #pragma once
 
@@ -14,6 +14,6 @@
 
 #if defined(_LIBCPP_VERSION) && !defined(LUMCORE_ALLOW_OTHER_CXX_RUNTIME)
 #error "LumCore was built against libstdc++; this header hands its C++ objects across and needs that runtime. \
-From libc++ use ZVariantAbi (LumCore/ZVariantAbi.hpp), ZString and the flat C functions (LumCore/LumCoreFlat.h), \
+From libc++ use ZVariantAbi (LumCore/ZVariantAbi.hpp), ZString and the flat C functions (LumCore/c/LumCoreFlat.h), \
 or define LUMCORE_ALLOW_OTHER_CXX_RUNTIME if no such object crosses."
 #endif

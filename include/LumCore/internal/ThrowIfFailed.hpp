@@ -14,47 +14,52 @@
 // the library was built with another compiler or standard library.
 #pragma once
 
+#include <cstddef>
+#include <exception>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
-#include "LumCore/ErrorRecord.h"
+#include "LumCore/c/ErrorRecord.h"
 
 namespace Marlowen::Lum::Internal {
+
+// The exception a word stands for, raised in the caller's own runtime.
+template <class Exception>
+[[noreturn]] void raiseAs(const char* message)
+{
+    if constexpr (std::is_same_v<Exception, std::bad_alloc>) {
+        throw std::bad_alloc();  // the record's text is dropped on purpose
+    } else if constexpr (std::is_same_v<Exception, std::exception>) {
+        throw std::runtime_error(message);
+    } else {
+        throw Exception(message);
+    }
+}
 
 // Raises the exception for a failed record. Kept out of line from the check
 // so that the path of success stays one load and one compare.
 [[noreturn]] inline void raiseRecordedFailure(const ErrorRecord& error)
 {
     // The module's own copies of the words, built on the first failure only,
-    // each with its own thread-safe once-only initialisation. If one of them
-    // throws while being built, its guard stays unset and a later failure
-    // tries again.
-    static const std::string s_badAlloc("bad_alloc");
-    static const std::string s_outOfRange("out_of_range");
-    static const std::string s_invalidArgument("invalid_argument");
-    static const std::string s_lengthError("length_error");
-    static const std::string s_runtimeError("runtime_error");
-    static const std::string s_exception("exception");
-
+    // with a thread-safe once-only initialisation. If one of them throws
+    // while being built, the guard stays unset and a later failure tries
+    // again.
+    static const std::string s_words[] = {
+#define LUMCORE_WORD_TEXT(word, Class) std::string(#word),
+        LUMCORE_ERROR_WORDS(LUMCORE_WORD_TEXT)
+#undef LUMCORE_WORD_TEXT
+    };
     const std::string_view word(error.typeName);
-    if (word == s_badAlloc) {
-        throw std::bad_alloc();  // the record's text is dropped on purpose
+    std::size_t index = 0;
+#define LUMCORE_RAISE_WORD(w, Class)          \
+    if (word == s_words[index++]) {           \
+        raiseAs<Class>(error.message);        \
     }
-    if (word == s_outOfRange) {
-        throw std::out_of_range(error.message);
-    }
-    if (word == s_invalidArgument) {
-        throw std::invalid_argument(error.message);
-    }
-    if (word == s_lengthError) {
-        throw std::length_error(error.message);
-    }
-    if (word == s_runtimeError || word == s_exception) {
-        throw std::runtime_error(error.message);
-    }
+    LUMCORE_ERROR_WORDS(LUMCORE_RAISE_WORD)
+#undef LUMCORE_RAISE_WORD
     throw std::runtime_error("Unrecognized exception type");
 }
 

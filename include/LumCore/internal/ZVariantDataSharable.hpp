@@ -14,7 +14,7 @@
 #include "LumCore/ArrayDimensionsView.hpp"
 #include "LumCore/ConversionMode.hpp"
 #include "LumCore/DataOrdering.hpp"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/WellKnownType.hpp"
 #include "LumCore/internal/FlatHandle.hpp"
 #include "LumCore/internal/ThrowIfFailed.hpp"

@@ -17,7 +17,7 @@
 
 #include "LumCore/internal/SameRuntime.hpp"
 #include "LumCore/IVariantData.hpp"
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/ScalarVariantData.hpp"
 #include "LumCore/internal/ThrowIfFailed.hpp"

@@ -6,8 +6,8 @@
 #include <string>
 #include <typeinfo>
 
-#include "LumCore/ErrorRecord.h"
-#include "LumCore/Export.h"
+#include "LumCore/c/ErrorRecord.h"
+#include "LumCore/c/Export.h"
 #include "boundary/GuardedCall.hpp"
 
 extern "C" {

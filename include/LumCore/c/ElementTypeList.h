@@ -1,5 +1,5 @@
-/* Internal: compiled into callers through the public headers; carries no promise of stability. */
-/* The element types of a variant, listed once.
+/* The element types of a variant, listed once. The codes are part of the
+ * flat interface and never change.
  *
  * Everything that enumerates the element types expands these lists: the C
  * and C++ enumerations, the words of WellKnownType, WellKnownTypeOf, the

@@ -38,9 +38,9 @@
 #include <stdbool.h>
 #endif
 
-#include "LumCore/ErrorRecord.h"
-#include "LumCore/Export.h"
-#include "LumCore/internal/ElementTypeList.h"
+#include "LumCore/c/ErrorRecord.h"
+#include "LumCore/c/Export.h"
+#include "LumCore/c/ElementTypeList.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -81,7 +81,7 @@ typedef struct ZArrayDimensions {
 
 /* Element types: bits 0-3 numeric kind, 4-7 other kind, 14 unsigned, 15 complex.
  * One enumerator ZWellKnownType_<word> for each code of the element type
- * list (LumCore/internal/ElementTypeList.h), with its value there:
+ * list (LumCore/c/ElementTypeList.h), with its value there:
  * ZWellKnownType_double is 0x0001, ZWellKnownType_int32 0x0006,
  * ZWellKnownType_complexUnsignedInt8 0xC004, and so on; ZWellKnownType_unknown
  * is 0. */
@@ -98,6 +98,10 @@ enum { ZWellKnownType_unknown = 0x0000, LUMCORE_TYPE_CODES(LUMCORE_C_TYPE_ENUMER
  *     for (size_t i = 0; ZWellKnownType_C_API_wordAt(i, &code) != NULL; ++i) { ... }
  */
 LUM_API const char* ZWellKnownType_C_API_wordAt(size_t index, ZWellKnownType* code);
+
+/* The words an ErrorRecord may carry, one for each index from 0 in the order
+ * of LUMCORE_ERROR_WORDS ("bad_alloc", ...); past the last, null. */
+LUM_API const char* ErrorRecord_C_API_wordAt(size_t index);
 
 typedef uint32_t ZDataOrdering;
 enum { ZDataOrdering_RowMajor = 0, ZDataOrdering_ColumnMajor = 1 };

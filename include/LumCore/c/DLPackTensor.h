@@ -44,7 +44,7 @@
 
 #include <stdint.h>
 
-#include "LumCore/LumCoreFlat.h"
+#include "LumCore/c/LumCoreFlat.h"
 
 #ifdef __cplusplus
 extern "C" {

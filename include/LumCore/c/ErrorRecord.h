@@ -20,6 +20,19 @@
 extern "C" {
 #endif
 
+/* The words of a failure, listed once: X(word, Class), Class the standard
+ * exception the word stands for (C never expands it). In the order a guard
+ * tries them, most derived first; "exception" stands for any other. The
+ * guard, the C++ rethrow and the Python module all take them from here (at
+ * run time through ZErrorRecord_C_API_wordAt of LumCore/c/LumCoreFlat.h). */
+#define LUMCORE_ERROR_WORDS(X)                  \
+    X(bad_alloc, ::std::bad_alloc)               \
+    X(out_of_range, ::std::out_of_range)         \
+    X(invalid_argument, ::std::invalid_argument) \
+    X(length_error, ::std::length_error)         \
+    X(runtime_error, ::std::runtime_error)       \
+    X(exception, ::std::exception)
+
 /* Capacity of ErrorRecord::message, terminator included. */
 #define LUM_ERROR_MESSAGE_CAPACITY 200
 
