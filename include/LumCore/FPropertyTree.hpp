@@ -28,6 +28,8 @@
 #include "LumCore/InternedString.hpp"
 #include "LumCore/PropertyPath.hpp"
 #include "LumCore/PropertyTree.hpp"
+#include "LumCore/c/PropertyTreeFlat.h"
+#include "LumCore/internal/ThrowIfFailed.hpp"
 #include "LumCore/ZVariant.hpp"
 
 namespace Marlowen::Lum {
@@ -63,6 +65,25 @@ public:
 
     // The node a path leads to, as PropertyNode::at.
     [[nodiscard]] const FPropertyNode& at(const PropertyPath& path) const;
+
+    // The node as the flat functions take it (LumCore/c/PropertyTreeFlat.h):
+    // a view, valid while this node is, and nothing counted or copied.
+    [[nodiscard]] const FPropertyNodeData* flatView() const noexcept
+    {
+        return reinterpret_cast<const FPropertyNodeData*>(this);
+    }
+    // A share for a module built apart, which releases it (one count, no copy).
+    [[nodiscard]] FPropertyNodeData* flatHandle() const
+    {
+        return Internal::checkedFlatCall([&](ErrorRecord* e) { return FPropertyNodeData_C_API_copy(e, flatView()); });
+    }
+    // Takes over a share that a flat function or another module handed out.
+    [[nodiscard]] static FPropertyNode adoptFlatHandle(FPropertyNodeData* handle)
+    {
+        FPropertyNode node = *reinterpret_cast<const FPropertyNode*>(handle);
+        Internal::releaseIgnoringFailure(FPropertyNodeData_C_API_destruct, handle);
+        return node;
+    }
 
 private:
     friend class Internal::FPropertyBuilder;

@@ -71,10 +71,11 @@ int main(int argc, char** argv)
     sees_a_failure_in_the_record();
     run_variant_checks();
     run_dlpack_checks();
+    run_tree_checks();
     if (g_failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", g_failures);
         return 1;
     }
-    puts("flat string and variant interface from C: all checks passed");
+    puts("flat strings, variants and trees from C: all checks passed");
     return 0;
 }

@@ -1,0 +1,205 @@
+// The flat functions of frozen trees. A handle or view is the address of an
+// FPropertyNode: an owned handle one in a block of its own (one share of the
+// node's content), a view one inside a tree, which its holder keeps alive.
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LumCore/Cbor.hpp"
+#include "LumCore/Json.hpp"
+#include "LumCore/c/PropertyTreeFlat.h"
+#include "boundary/GuardedCall.hpp"
+#include "boundary/ZStringData.hpp"
+#include "exchange/DecodedNames.hpp"
+#include "exchange/DecodedTree.hpp"
+#include "exchange/Utf8.hpp"
+#include "variant/CountedShare.hpp"
+
+namespace {
+
+using namespace Marlowen::Lum;
+using namespace Marlowen::Lum::Internal;
+
+const FPropertyNode& nodeOf(const FPropertyNodeData* handle) noexcept
+{
+    return *reinterpret_cast<const FPropertyNode*>(handle);
+}
+
+const FPropertyNodeData* viewOf(const FPropertyNode& node) noexcept
+{
+    return reinterpret_cast<const FPropertyNodeData*>(&node);
+}
+
+// The null node every module shares; never freed.
+const FPropertyNode& nullNode() noexcept
+{
+    static const FPropertyNode s_null;
+    return s_null;
+}
+
+FPropertyNodeData* owned(FPropertyNode&& node)
+{
+    return reinterpret_cast<FPropertyNodeData*>(new FPropertyNode(std::move(node)));
+}
+
+ZVariantData* shareOf(const ZVariant& value)
+{
+    return reinterpret_cast<ZVariantData*>(countedShare(*value.storage().data()));
+}
+
+}  // namespace
+
+extern "C" {
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_constructNull(void)
+{
+    return const_cast<FPropertyNodeData*>(viewOf(nullNode()));
+}
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_constructValue(ErrorRecord* error, ZVariantData* value)
+{
+    return guardedCall(error, [&] {
+        const auto* data = reinterpret_cast<const IVariantData*>(value);
+        return owned(FPropertyBuilder::value(ZVariant::adoptFlatHandle(
+            reinterpret_cast<ZVariantData*>(countedShare(*data)))));
+    });
+}
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_constructList(ErrorRecord* error,
+                                                                 const FPropertyNodeData* const* nodes, size_t count)
+{
+    return guardedCall(error, [&] {
+        std::vector<FPropertyNode> items;
+        items.reserve(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            items.push_back(nodeOf(nodes[i]));
+        }
+        return owned(FPropertyBuilder::list(std::move(items)));
+    });
+}
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_constructMap(ErrorRecord* error, const char* const* keys,
+                                                                const size_t* keySizes,
+                                                                const FPropertyNodeData* const* nodes, size_t count)
+{
+    return guardedCall(error, [&] {
+        DecodedEntries<FrozenTree> entries;
+        entries.reserve(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!isValidUtf8(keys[i], keySizes[i])) {
+                throw std::invalid_argument("Key " + std::to_string(i) + " of a map is not valid UTF-8.");
+            }
+            entries.add(InternedString(std::string_view(keys[i], keySizes[i])), FPropertyNode(nodeOf(nodes[i])));
+        }
+        return owned(entries.map());
+    });
+}
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_copy(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&] { return owned(FPropertyNode(nodeOf(node))); });
+}
+
+LUM_API void FPropertyNodeData_C_API_destruct(ErrorRecord* error, FPropertyNodeData* node)
+{
+    guardedCall(error, [&] {
+        if (node != nullptr && node != viewOf(nullNode())) {
+            delete reinterpret_cast<FPropertyNode*>(node);
+        }
+    });
+}
+
+LUM_API ZPropertyNodeKind FPropertyNodeData_C_API_kind(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&]() -> ZPropertyNodeKind {
+        const FPropertyNode& n = nodeOf(node);
+        return n.isValue() ? ZPropertyNodeKind_value
+               : n.isList() ? ZPropertyNodeKind_list
+               : n.isMap()  ? ZPropertyNodeKind_map
+                            : ZPropertyNodeKind_null;
+    });
+}
+
+LUM_API ZVariantData* FPropertyNodeData_C_API_value(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&] { return shareOf(nodeOf(node).value()); });
+}
+
+LUM_API size_t FPropertyNodeData_C_API_size(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&]() -> std::size_t {
+        const FPropertyNode& n = nodeOf(node);
+        if (n.isList()) {
+            return n.list().size();
+        }
+        if (n.isMap()) {
+            return n.map().size();
+        }
+        throw std::out_of_range("FPropertyNode is not a list or a map");
+    });
+}
+
+LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_element(ErrorRecord* error, const FPropertyNodeData* list,
+                                                                 size_t index)
+{
+    return guardedCall(error, [&] { return viewOf(nodeOf(list).list().at(index)); });
+}
+
+LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_entryAt(ErrorRecord* error, const FPropertyNodeData* map,
+                                                                 size_t index, const char** key, size_t* keySize)
+{
+    return guardedCall(error, [&] {
+        const FPropertyMap& entries = nodeOf(map).map();
+        if (index >= entries.size()) {
+            throwIndexPastEnd("FPropertyMap", index, entries.size());
+        }
+        const auto& entry = *(entries.begin() + static_cast<std::ptrdiff_t>(index));
+        *key = entry.first.data();
+        *keySize = entry.first.size();
+        return viewOf(entry.second);
+    });
+}
+
+LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_find(ErrorRecord* error, const FPropertyNodeData* map,
+                                                              const char* key, size_t keySize)
+{
+    return guardedCall(error, [&]() -> const FPropertyNodeData* {
+        const FPropertyMap& entries = nodeOf(map).map();
+        const std::string_view text(key, keySize);
+        // A text no map has as a key is not interned: looking it up interns nothing.
+        if (!isInterned(text)) {
+            return nullptr;
+        }
+        const FPropertyNode* found = entries.find(InternedString(text));
+        return found != nullptr ? viewOf(*found) : nullptr;
+    });
+}
+
+LUM_API ZVariantData* FPropertyNodeData_C_API_encodeCbor(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&] { return shareOf(encodeCbor(nodeOf(node))); });
+}
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_decodeCbor(ErrorRecord* error, const void* bytes, size_t size)
+{
+    return guardedCall(error, [&] { return owned(decodeCborTree(bytes, size)); });
+}
+
+LUM_API ZStringData* FPropertyNodeData_C_API_encodeJson(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&] {
+        const std::string text = writeJson(nodeOf(node));
+        ZStringData* record = ZStringData::allocate(text.size());
+        std::memcpy(record->text(), text.data(), text.size());
+        record->text()[text.size()] = '\0';
+        return record;
+    });
+}
+
+LUM_API FPropertyNodeData* FPropertyNodeData_C_API_decodeJson(ErrorRecord* error, const char* text, size_t size)
+{
+    return guardedCall(error, [&] { return owned(readJsonTree(std::string_view(text, size))); });
+}
+
+}  // extern "C"
