@@ -209,6 +209,66 @@ TEST(Cbor, MalformedInputIsRefusedWithItsOffset)
               "CBOR at byte 6: more new names than the limit of 1");
 }
 
+// Every form the reader knows, malformed one way each: the words and the
+// byte where it went wrong.
+TEST(Cbor, EachMalformedFormNamesItsFault)
+{
+    const struct {
+        Bytes bytes;
+        const char* words;
+    } rows[] = {
+        {{0xd8, 40, 0x81, 0x80}, "byte 2: a shaped array that is not [extents, elements]"},
+        {{0xd8, 40, 0x83, 0x81, 0x01, 0x81, 0x01, 0x01}, "byte 2: a shaped array that is not [extents, elements]"},
+        {{0xd8, 40, 0x82, 0x01, 0x80}, "byte 3: extents that are not an array"},
+        {{0xd8, 40, 0x82, 0x81, 0x61, 'a', 0x80}, "byte 4: an extent that is not an unsigned integer"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0x01}, "byte 5: array elements that are neither a typed, a named nor a plain array"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 99, 0x40}, "byte 5: the tag 99, which has no meaning here"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd9, 0xa7, 0xf9, 0x01},
+         "byte 8: complex parts that are neither a typed array nor named booleans"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd9, 0xa7, 0xf9, 0xd8, 27, 0x82, 0x61, 'x', 0x81, 0x61, 'a'},
+         "byte 11: complex parts named 'x'; only booleans are named"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd9, 0xa7, 0xf9, 0xd8, 27, 0x82, 0x64, 'b', 'o', 'o', 'l', 0x81, 0xf5},
+         "byte 16: an odd number of complex parts"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x82, 0x64, 'b', 'o', 'o', 'l', 0x81, 0x01},
+         "byte 14: an element of 'bool' that is not a boolean"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x82, 0x66, 's', 't', 'r', 'i', 'n', 'g', 0x81, 0x01},
+         "byte 16: an element of 'string' that is no string"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x82, 0x68, 'd', 'u', 'r', 'a', 't', 'i', 'o', 'n', 0x81, 0x01},
+         "byte 17: an odd number of time fields"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x82, 0x64, 'b', 'o', 'o', 'l', 0x01},
+         "byte 13: the elements of 'bool' are not an array"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x81, 0x64, 'b', 'o', 'o', 'l'},
+         "byte 7: named elements that are not [name, elements]"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x82, 0x01, 0x80}, "byte 8: a class name that is not text"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0xd8, 27, 0x82, 0x61, 'N', 0x01}, "byte 7: the elements of 'N' are not a list"},
+        {{0xd8, 40, 0x82, 0x81, 0x02, 0x82, 0x01, 0x61, 'a'}, "byte 7: a plain array of elements of different kinds"},
+        {{0xd8, 40, 0x82, 0x81, 0x01, 0x81, 0x80},
+         "byte 6: an element of a plain array that is no number, boolean or text"},
+        {{0xd8, 41, 0x01}, "byte 2: a homogeneous array that is not an array"},
+        {{0xd8, 64, 0x01}, "byte 2: a typed array that is not a byte string"},
+        {{0xd9, 0xa7, 0xf8, 0x83, 0x01, 0x01, 0x01}, "byte 3: a complex number that is not [re, im]"},
+        {{0xd8, 27, 0x80}, "byte 2: a named class that is not [name, content]"},
+        {{0xd8, 27, 0x81, 0x01}, "byte 3: a class name that is not text"},
+        {{0xd8, 27, 0x82, 0x68, 'd', 'u', 'r', 'a', 't', 'i', 'o', 'n', 0x01},
+         "byte 2: a time that is not [name, seconds, fraction]"},
+        {{0xd8, 27, 0x83, 0x68, 'd', 'u', 'r', 'a', 't', 'i', 'o', 'n', 0x01, 0x20},
+         "byte 13: a time's fraction that is not an unsigned integer"},
+        {{0xd8, 27, 0x83, 0x68, 'd', 'u', 'r', 'a', 't', 'i', 'o', 'n', 0x61, 'x', 0x01},
+         "byte 12: a time's seconds that are not an integer of int64's range"},
+        {{0x5f, 0x61, 'a', 0xff}, "byte 1: a chunk of an indefinite string that is no definite string of its kind"},
+        {{0xf8, 0x20}, "byte 0: the simple value 32, which has no meaning here"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(refusal<std::invalid_argument>(row.bytes), "CBOR at " + std::string(row.words));
+    }
+    // The same forms whole, on their own: one-dimensional arrays.
+    EXPECT_TRUE(decoded({0xd8, 27, 0x82, 0x64, 'b', 'o', 'o', 'l', 0x82, 0xf5, 0xf4}).holds<bool>());
+    EXPECT_TRUE(decoded({0xd9, 0xa7, 0xf9, 0xd8, 70, 0x48, 1, 0, 0, 0, 2, 0, 0, 0}).holds<Complex<std::uint32_t>>());
+    EXPECT_EQ(decoded({0xd8, 73, 0x42, 0x80, 0x00}).as<std::int16_t>(), -32768);  // big-endian int16 of one
+    EXPECT_EQ(decoded({0xd8, 84, 0x42, 0x00, 0x3c}).as<float>(), 1.0f);             // little-endian float16
+    EXPECT_EQ(printed(decoded({0xd8, 40, 0x82, 0x81, 0x02, 0x82, 0xfa, 0x3f, 0x80, 0, 0, 0x20})), "[1, -1]");
+}
+
 TEST(Cbor, WhatHasNoFormIsRefusedAtEncoding)
 {
     const double values[] = {1, 2};

@@ -69,6 +69,10 @@ TEST(Json, ReadsTreesByTheArraysRule)
     EXPECT_EQ(tree.map().at("huge").value().as<double>(), -std::numeric_limits<double>::infinity());
     EXPECT_EQ(tree.map().at("escaped").value().as<ZString>(), ZString("\xc3\xa9\xf0\x9f\x98\x80/"));
     EXPECT_TRUE(sameExtents(readJsonPropertyNode("[[1, 2], [3]]").list()[1].value().dimensions(), {1}));
+    // Every escape, and every control character written back as one.
+    const std::string escapes = R"(["\"\\\/\b\f\n\r\t\u0041\u00E9\u20ac\u0007"])";
+    EXPECT_EQ(readJsonTree(escapes).value().elementAt<ZString>(0), ZString("\"\\/\b\f\n\r\tA\xc3\xa9\xe2\x82\xac\x07"));
+    EXPECT_EQ(roundTrip(escapes), "[\"\\\"\\\\/\\b\\f\\n\\r\\tA\xc3\xa9\xe2\x82\xac\\u0007\"]");
     // What was written reads back as it was.
     const std::string text = R"({"a":[[1,2],[3,4]],"b":{"c":[1.5,-0.0,1e+300]},"s":["q"],"t":[],"n":null})";
     EXPECT_EQ(roundTrip(text), text);
@@ -102,6 +106,15 @@ TEST(Json, MalformedTextIsRefusedWithLineAndColumn)
     EXPECT_EQ(refusal("\"\xc3\x28\""), "JSON at line 1, column 2: a string that is not valid UTF-8");
     EXPECT_EQ(refusal("\"a\tb\""), "JSON at line 1, column 3: a control character in a string");
     EXPECT_EQ(refusal("[1] 2"), "JSON at line 1, column 5: text after the value");
+    EXPECT_EQ(refusal("{\"a\": 1 \"b\"}"), "JSON at line 1, column 9: a missing ',' or '}' in an object");
+    EXPECT_EQ(refusal("[1e+]"), "JSON at line 1, column 5: a number with no digit in its exponent");
+    EXPECT_EQ(refusal("[-]"), "JSON at line 1, column 2: an unexpected character");
+    EXPECT_EQ(refusal("\"\\x\""), "JSON at line 1, column 2: an unknown escape");
+    EXPECT_EQ(refusal("\"\\u12\""), "JSON at line 1, column 4: a \\u escape of fewer than four hex digits");
+    EXPECT_EQ(refusal("\"\\udc00\""), "JSON at line 1, column 2: a lone surrogate in a \\u escape");
+    EXPECT_EQ(refusal("\"\\ud800\\u0041\""), "JSON at line 1, column 2: a lone surrogate in a \\u escape");
+    EXPECT_EQ(refusal("\"abc"), "JSON at line 1, column 1: a string with no closing quote");
+    EXPECT_EQ(refusal("\"a\\"), "JSON at line 1, column 1: a string with no closing quote");
     EXPECT_EQ(refusal("nul"), "JSON at line 1, column 1: an unexpected character");
     EXPECT_EQ(refusal(""), "JSON at line 1, column 1: the text ends where a value was expected");
     EXPECT_EQ(thrownText<std::length_error>([] { (void)readJsonTree(std::string(600, '[')); }),
