@@ -126,6 +126,11 @@ LUM_API ZVariantData* FPropertyNodeData_C_API_value(ErrorRecord* error, const FP
     return guardedCall(error, [&] { return shareOf(nodeOf(node).value()); });
 }
 
+LUM_API const ZVariantData* FPropertyNodeData_C_API_valueView(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&] { return static_cast<const ZVariantData*>(nodeOf(node).value().flatHandle()); });
+}
+
 LUM_API size_t FPropertyNodeData_C_API_size(ErrorRecord* error, const FPropertyNodeData* node)
 {
     return guardedCall(error, [&]() -> std::size_t {

@@ -20,6 +20,7 @@ using namespace Marlowen::Lum::Internal;
 
 // A flat handle is the storage object's address, opaque to the caller.
 IVariantData* storage(ZVariantData* handle) noexcept { return reinterpret_cast<IVariantData*>(handle); }
+const IVariantData* storage(const ZVariantData* handle) noexcept { return reinterpret_cast<const IVariantData*>(handle); }
 
 ZVariantData* handleOf(IVariantData* data) noexcept { return reinterpret_cast<ZVariantData*>(data); }
 
@@ -109,7 +110,7 @@ LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteRealToComplexVariant(
 
 // A handle into a ZVariant's own buffer (flatHandle() of an in-place scalar)
 // is no share to hand on: the copy is a counted object of its own.
-LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, ZVariantData* handle)
+LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] { return handleOf(countedShare(*storage(handle))); });
 }
@@ -123,7 +124,7 @@ LUM_API void ZVariantData_C_API_destruct(ErrorRecord* error, ZVariantData* handl
     });
 }
 
-LUM_API const void* ZVariantData_C_API_constStoredData(ErrorRecord* error, ZVariantData* handle)
+LUM_API const void* ZVariantData_C_API_constStoredData(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] { return storage(handle)->constStoredData(); });
 }
@@ -137,11 +138,11 @@ LUM_API ZVariantData* ZVariantData_C_API_mutableStoredData(ErrorRecord* error, Z
     });
 }
 
-LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, ZVariantData* handle, ZWellKnownType target,
+LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, const ZVariantData* handle, ZWellKnownType target,
                                                        ZConversionMode mode)
 {
     return guardedCall(error, [&] {
-        IVariantData* source = storage(handle);
+        const IVariantData* source = storage(handle);
         // The same type is a share: no rule runs and the mode is not read.
         if (source->wellKnownDataType() == typeOf(target)) {
             return handleOf(countedShare(*source));
@@ -150,12 +151,12 @@ LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, ZVari
     });
 }
 
-LUM_API ZDataOrdering ZVariantData_C_API_dataOrdering(ErrorRecord* error, ZVariantData* handle)
+LUM_API ZDataOrdering ZVariantData_C_API_dataOrdering(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] { return static_cast<ZDataOrdering>(storage(handle)->dataOrdering()); });
 }
 
-LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, ZVariantData* handle)
+LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] {
         const ArrayDimensionsView view = storage(handle)->dimensions();
@@ -163,24 +164,24 @@ LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, ZVari
     });
 }
 
-LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs,
+LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, const ZVariantData* lhs, const ZVariantData* rhs,
                                                ZConversionMode mode)
 {
     return guardedCall(error,
                        [&] { return isEquivalentTo(*storage(lhs), *storage(rhs), static_cast<ConversionMode>(mode)); });
 }
 
-LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs)
+LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, const ZVariantData* lhs, const ZVariantData* rhs)
 {
     return guardedCall(error, [&] { return isIdenticalTo(*storage(lhs), *storage(rhs)); });
 }
 
-LUM_API bool ZVariantData_C_API_isScalarStorage(ErrorRecord* error, ZVariantData* handle)
+LUM_API bool ZVariantData_C_API_isScalarStorage(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] { return storage(handle)->isScalarStorage(); });
 }
 
-LUM_API size_t ZVariantData_C_API_numberAllocatedElements(ErrorRecord* error, ZVariantData* handle)
+LUM_API size_t ZVariantData_C_API_numberAllocatedElements(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] { return storage(handle)->numberAllocatedElements(); });
 }
@@ -216,12 +217,12 @@ LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, Z
     });
 }
 
-LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, ZVariantData* handle)
+LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, const ZVariantData* handle)
 {
     return guardedCall(error, [&] { return storage(handle)->wellKnownDataType().bits(); });
 }
 
-LUM_API ZVariantData* ZVariantData_C_API_encodeCbor(ErrorRecord* error, ZVariantData* value)
+LUM_API ZVariantData* ZVariantData_C_API_encodeCbor(ErrorRecord* error, const ZVariantData* value)
 {
     return guardedCall(error, [&] {
         const ZVariant held = ZVariant::adoptFlatHandle(handleOf(countedShare(*storage(value))));

@@ -10,6 +10,7 @@
 
 #include "../support/ThrownText.hpp"
 #include "LumCore/ZString.hpp"
+#include "LumCore/FPropertyTreeAbi.hpp"
 #include "LumCore/ZVariantAbi.hpp"
 
 namespace {
@@ -62,6 +63,35 @@ void variants()
     CHECK(!columns.isIdenticalTo(grid));
 }
 
+// A tree the library made (read from JSON) read here, and one built here
+// that the library writes.
+void trees()
+{
+    const FPropertyNodeAbi rig =
+        FPropertyNodeAbi::fromJson(R"({"site": "lab 2", "sensors": [{"rate": 50.0}, {"rate": 25}], "spare": null})");
+    double rates = 0;
+    for (const FPropertyNodeAbiView sensor : rig.at("sensors").items()) {
+        rates += sensor.at("rate").valueAs<double>();
+    }
+    CHECK(rates == 75.0);
+    std::string keys;
+    for (const auto& entry : rig.entries()) {
+        keys += std::string(entry.key) + (entry.node.isNull() ? "!" : ";");
+    }
+    CHECK(keys == "site;sensors;spare!");
+    CHECK(!rig.find("absent").has_value());
+    CHECK(thrownText<std::out_of_range>([&] { (void)rig.at("site")[0]; }) == "FPropertyNode is not a list");
+
+    const int gains[] = {1, 2};
+    const FPropertyNodeAbi built = FPropertyNodeAbi::map(
+        {{"gain", FPropertyNodeAbi::value(ZVariantAbi(gains, 2))}, {"none", FPropertyNodeAbi()}, {"rig", rig}});
+    CHECK(built.toJson() ==
+          R"({"gain":[1,2],"none":null,"rig":{"site":"lab 2","sensors":[{"rate":50.0},{"rate":25}],"spare":null}})");
+    const ZVariantAbi bytes = built.toCbor();
+    const FPropertyNodeAbi back = FPropertyNodeAbi::fromCbor(bytes.constStoredData(), bytes.dimensions()[0]);
+    CHECK(back.at("gain").value().isIdenticalTo(ZVariantAbi(gains, 2)));
+}
+
 void failuresArriveAsThisRuntimesExceptions()
 {
     const ZVariantAbi scalar = 1.5;
@@ -89,6 +119,7 @@ int main()
 {
     strings();
     variants();
+    trees();
     failuresArriveAsThisRuntimesExceptions();
     if (g_failures != 0) {
         std::fprintf(stderr, "%d check(s) failed\n", g_failures);

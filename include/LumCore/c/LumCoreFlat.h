@@ -128,25 +128,25 @@ LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteComplexToRealVariant(
 LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteRealToComplexVariant(ErrorRecord* error,
                                                                                 ZVariantData* handle);
 /* A share: returns the same handle with one more reference. */
-LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, ZVariantData* handle);
+LUM_API ZVariantData* ZVariantData_C_API_copy(ErrorRecord* error, const ZVariantData* handle);
 /* Gives up one reference; a null handle is a no-op. */
 LUM_API void ZVariantData_C_API_destruct(ErrorRecord* error, ZVariantData* handle);
-LUM_API const void* ZVariantData_C_API_constStoredData(ErrorRecord* error, ZVariantData* handle);
+LUM_API const void* ZVariantData_C_API_constStoredData(ErrorRecord* error, const ZVariantData* handle);
 /* Consumes `handle` and returns the handle the caller owns alone; `*data`
  * receives its writable elements. */
 LUM_API ZVariantData* ZVariantData_C_API_mutableStoredData(ErrorRecord* error, ZVariantData* handle, void** data);
 /* A new reference to converted storage, the same handle for the same type,
  * or null with a clean record when `mode` refuses. */
-LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, ZVariantData* handle, ZWellKnownType target,
+LUM_API ZVariantData* ZVariantData_C_API_convertDataTo(ErrorRecord* error, const ZVariantData* handle, ZWellKnownType target,
                                                        ZConversionMode mode);
-LUM_API ZDataOrdering ZVariantData_C_API_dataOrdering(ErrorRecord* error, ZVariantData* handle);
+LUM_API ZDataOrdering ZVariantData_C_API_dataOrdering(ErrorRecord* error, const ZVariantData* handle);
 /* Points into the object; valid until it is released or reshaped. */
-LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, ZVariantData* handle);
-LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs,
+LUM_API ZArrayDimensions ZVariantData_C_API_dimensions(ErrorRecord* error, const ZVariantData* handle);
+LUM_API bool ZVariantData_C_API_isEquivalentTo(ErrorRecord* error, const ZVariantData* lhs, const ZVariantData* rhs,
                                                ZConversionMode mode);
-LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, ZVariantData* lhs, ZVariantData* rhs);
-LUM_API bool ZVariantData_C_API_isScalarStorage(ErrorRecord* error, ZVariantData* handle);
-LUM_API size_t ZVariantData_C_API_numberAllocatedElements(ErrorRecord* error, ZVariantData* handle);
+LUM_API bool ZVariantData_C_API_isIdenticalTo(ErrorRecord* error, const ZVariantData* lhs, const ZVariantData* rhs);
+LUM_API bool ZVariantData_C_API_isScalarStorage(ErrorRecord* error, const ZVariantData* handle);
+LUM_API size_t ZVariantData_C_API_numberAllocatedElements(ErrorRecord* error, const ZVariantData* handle);
 /* Consumes `handle` on success and returns the reordered storage. */
 LUM_API ZVariantData* ZVariantData_C_API_reorderData(ErrorRecord* error, ZVariantData* handle, ZDataOrdering ordering);
 LUM_API void ZVariantData_C_API_reshapeNoRealloc(ErrorRecord* error, ZVariantData* handle, ZArrayDimensions dimensions);
@@ -155,11 +155,11 @@ LUM_API void ZVariantData_C_API_reshapeNoRealloc(ErrorRecord* error, ZVariantDat
 LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, ZVariantData* handle,
                                                            ZVariantData* source, ZArrayDimensions dimensions,
                                                            ZDataOrdering ordering);
-LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, ZVariantData* handle);
+LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, const ZVariantData* handle);
 
 /* The value as CBOR (RFC 8949, typed arrays of RFC 8746; LumCore/Cbor.hpp
  * has the form): a new one-dimensional unsignedInt8 array of the bytes. */
-LUM_API ZVariantData* ZVariantData_C_API_encodeCbor(ErrorRecord* error, ZVariantData* value);
+LUM_API ZVariantData* ZVariantData_C_API_encodeCbor(ErrorRecord* error, const ZVariantData* value);
 /* The value of one CBOR item, and nothing after it; malformed input is an
  * invalid_argument, a limit passed a length_error, each naming the byte. */
 LUM_API ZVariantData* ZVariantData_C_API_decodeCbor(ErrorRecord* error, const void* bytes, size_t size);

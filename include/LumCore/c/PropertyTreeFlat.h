@@ -66,6 +66,9 @@ LUM_API void FPropertyNodeData_C_API_destruct(ErrorRecord* error, FPropertyNodeD
 LUM_API ZPropertyNodeKind FPropertyNodeData_C_API_kind(ErrorRecord* error, const FPropertyNodeData* node);
 /* A share of a value node's variant; out_of_range for any other node. */
 LUM_API ZVariantData* FPropertyNodeData_C_API_value(ErrorRecord* error, const FPropertyNodeData* node);
+/* A view of a value node's variant, for reading with the flat variant
+ * functions while the tree is held: nothing counted, nothing copied. */
+LUM_API const ZVariantData* FPropertyNodeData_C_API_valueView(ErrorRecord* error, const FPropertyNodeData* node);
 /* The entries of a list or a map; out_of_range for any other node. */
 LUM_API size_t FPropertyNodeData_C_API_size(ErrorRecord* error, const FPropertyNodeData* node);
 /* A view of a list's element; out_of_range past the end or for a non-list. */

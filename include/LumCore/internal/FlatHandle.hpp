@@ -19,7 +19,8 @@
 
 namespace Marlowen::Lum::Internal {
 
-template <class Handle, Handle* (*Copy)(ErrorRecord*, Handle*), void (*Destruct)(ErrorRecord*, Handle*)>
+// Copy takes the handle as it is or as a pointer to const (a read-only view).
+template <class Handle, auto Copy, void (*Destruct)(ErrorRecord*, Handle*)>
 class FlatHandle {
 public:
     FlatHandle() noexcept = default;
