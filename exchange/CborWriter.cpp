@@ -15,6 +15,7 @@
 #include "LumCore/CustomTypeCodec.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "exchange/CborTags.hpp"
+#include "exchange/ExchangedArray.hpp"
 #include "exchange/Utf8.hpp"
 #include "variant/StorageInstances.hpp"
 
@@ -177,22 +178,8 @@ public:
             });
             return;
         }
-        const ArrayDimensionsView dims = value.dimensions();
-        if (!shapeFitsIn(dims, value.numberAllocatedElements())) {
-            throwDimensionsMismatch();
-        }
-        const DataOrdering ordering = value.dataOrdering();
-        if (ordering != DataOrdering::RowMajor && ordering != DataOrdering::ColumnMajor) {
-            throw std::invalid_argument(
-                "An array stored in an ordering other than row- or column-major has no CBOR form.");
-        }
-        head(kTag, ordering == DataOrdering::RowMajor ? kTagRowMajor : kTagColumnMajor);
-        head(kArray, 2);
-        head(kArray, dims.size());
-        for (const std::size_t extent : dims) {
-            head(kUnsigned, extent);
-        }
-        const std::size_t count = static_cast<std::size_t>(elementCount(dims));
+        arrayHead(value);
+        const auto count = static_cast<std::size_t>(elementCount(value.dimensions()));
         dispatchElementType(type, [&](auto tag) {
             using T = typename decltype(tag)::type;
             elements(static_cast<const T*>(value.constStoredData()), count);
@@ -343,6 +330,18 @@ private:
         }
     }
 
+    // 40([extents, ... or 1040(...: the elements follow.
+    void arrayHead(const ZVariant& array)
+    {
+        const DataOrdering ordering = exchangedOrdering(array, "CBOR");
+        head(kTag, ordering == DataOrdering::RowMajor ? kTagRowMajor : kTagColumnMajor);
+        head(kArray, 2);
+        head(kArray, array.dimensions().size());
+        for (const std::size_t extent : array.dimensions()) {
+            head(kUnsigned, extent);
+        }
+    }
+
     // 27([word, [ ... `count` items follow ... ]])
     void namedList(const char* name, std::size_t count)
     {
@@ -356,20 +355,8 @@ private:
     // list of maps for an array inside its tag 40 or 1040.
     void namedClass(const ZVariant& value)
     {
-        const bool array = !value.isScalarStorage();
-        if (array) {
-            const ArrayDimensionsView dims = value.dimensions();
-            const DataOrdering ordering = value.dataOrdering();
-            if (ordering != DataOrdering::RowMajor && ordering != DataOrdering::ColumnMajor) {
-                throw std::invalid_argument(
-                    "An array stored in an ordering other than row- or column-major has no CBOR form.");
-            }
-            head(kTag, ordering == DataOrdering::RowMajor ? kTagRowMajor : kTagColumnMajor);
-            head(kArray, 2);
-            head(kArray, dims.size());
-            for (const std::size_t extent : dims) {
-                head(kUnsigned, extent);
-            }
+        if (!value.isScalarStorage()) {
+            arrayHead(value);
         }
         const EncodedCustomTypeValues& encoded = m_codecs.of(value);
         head(kTag, kTagNamedClass);

@@ -9,6 +9,7 @@
 
 #include "LumCore/Json.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "exchange/ExchangedArray.hpp"
 #include "exchange/Utf8.hpp"
 #include "variant/StorageInstances.hpp"
 
@@ -162,15 +163,8 @@ private:
     template <class T>
     void array(const T* data, const ZVariant& value)
     {
+        const DataOrdering ordering = exchangedOrdering(value, "JSON");
         const ArrayDimensionsView dims = value.dimensions();
-        if (!shapeFitsIn(dims, value.numberAllocatedElements())) {
-            throwDimensionsMismatch();
-        }
-        const DataOrdering ordering = value.dataOrdering();
-        if (ordering != DataOrdering::RowMajor && ordering != DataOrdering::ColumnMajor) {
-            throw std::invalid_argument(
-                "An array stored in an ordering other than row- or column-major has no JSON form.");
-        }
         if (dims.empty()) {
             m_out.put("[]");
             return;

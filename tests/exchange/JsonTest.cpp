@@ -90,6 +90,9 @@ TEST(Json, WhatJsonCannotCarryIsRefused)
     EXPECT_EQ(refused(ZVariant(Duration{1, 2})), "JSON has no form of duration values.");
     EXPECT_EQ(refused(ZVariant(PropertyPath{"a"})), "JSON has no form of customType values.");
     EXPECT_EQ(refused(ZVariant(ZString("\xff", 1))), "JSON has no form of text that is not valid UTF-8.");
+    const double values[] = {1, 2};
+    EXPECT_EQ(refused(ZVariant(values, 2, {1, 2}, static_cast<DataOrdering>(5))),
+              "An array stored in an ordering other than row- or column-major has no JSON form.");
 }
 
 TEST(Json, MalformedTextIsRefusedWithLineAndColumn)
