@@ -160,8 +160,12 @@ LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_entryAt(ErrorRecord* er
             throwIndexPastEnd("FPropertyMap", index, entries.size());
         }
         const auto& entry = *(entries.begin() + static_cast<std::ptrdiff_t>(index));
-        *key = entry.first.data();
-        *keySize = entry.first.size();
+        if (key != nullptr) {  // either may be left out when only the node is wanted
+            *key = entry.first.data();
+        }
+        if (keySize != nullptr) {
+            *keySize = entry.first.size();
+        }
         return viewOf(entry.second);
     });
 }

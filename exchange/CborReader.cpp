@@ -140,7 +140,7 @@ private:
                 malformed(m_array.offset, what);
             }
         }
-        // The number of items a definite array declares, or `fallback`.
+        // The number of items a definite array declares, or 0 (none known).
         [[nodiscard]] std::size_t hint() const noexcept
         {
             return m_array.indefinite() ? 0 : static_cast<std::size_t>(m_array.value);
@@ -573,24 +573,39 @@ private:
         });
     }
 
+    // The items of 27([name, ...]), `shape` saying what was expected; at
+    // least one follows.
+    Items namedItems(const Head& array, const char* shape)
+    {
+        if (array.major != 4) {
+            malformed(array.offset, shape);
+        }
+        Items items(*this, array);
+        if (!items.more()) {
+            malformed(array.offset, shape);
+        }
+        return items;
+    }
+
+    // The first item, the class's name.
+    std::string className(Items& items)
+    {
+        const Head nameHead = head();
+        if (nameHead.major != 3) {
+            malformed(nameHead.offset, "a class name that is not text");
+        }
+        std::string name(text(nameHead));
+        items.counted();
+        return name;
+    }
+
     // 27([name, ...]) outside an array: a time, text that is not UTF-8, a
     // one-dimensional named array, or an application's class.
     ZVariant namedScalar()
     {
         const Head array = head();
-        if (array.major != 4) {
-            malformed(array.offset, "a named class that is not [name, content]");
-        }
-        Items items(*this, array);
-        if (!items.more()) {
-            malformed(array.offset, "a named class that is not [name, content]");
-        }
-        const Head nameHead = head();
-        if (nameHead.major != 3) {
-            malformed(nameHead.offset, "a class name that is not text");
-        }
-        const std::string name(text(nameHead));
-        items.counted();
+        Items items = namedItems(array, "a named class that is not [name, content]");
+        const std::string name = className(items);
         if (name == "duration" || name == "timePoint") {
             const Head next = head();
             if (next.major == 4) {  // a one-dimensional array of times
@@ -639,24 +654,14 @@ private:
     // 27([name, [elements]]) inside an array.
     ZVariant namedArray(const Head& array, Shape& shape, bool complex)
     {
-        if (array.major != 4) {
-            malformed(array.offset, "named elements that are not [name, elements]");
-        }
-        Items items(*this, array);
-        if (!items.more()) {
-            malformed(array.offset, "named elements that are not [name, elements]");
-        }
-        const Head nameHead = head();
-        if (nameHead.major != 3) {
-            malformed(nameHead.offset, "a class name that is not text");
-        }
-        const std::string name(text(nameHead));
-        items.counted();
+        Items items = namedItems(array, "named elements that are not [name, elements]");
+        const std::size_t nameAt = offset();
+        const std::string name = className(items);
         if (!items.more()) {
             malformed(array.offset, "named elements that are not [name, elements]");
         }
         if (complex && name != "bool") {
-            malformed(nameHead.offset, "complex parts named '" + name + "'; only booleans are named");
+            malformed(nameAt, "complex parts named '" + name + "'; only booleans are named");
         }
         ZVariant value;
         if (name == "bool" || name == "string" || name == "duration" || name == "timePoint") {

@@ -15,7 +15,7 @@
 
 #include "LumCore/Cbor.hpp"
 #include "LumCore/Json.hpp"
-#include "LumCore/internal/ArrayBlock.hpp"
+#include "bench/support/LargeArrayBaselines.hpp"
 #include "bench/support/SameRunBaseline.hpp"
 
 #ifdef LUMCORE_BENCH_WITH_NLOHMANN_JSON
@@ -39,28 +39,6 @@ std::vector<double> samples()
     }
     return values;
 }
-
-// A copy of the array's bytes into memory already mapped.
-class Limit {
-public:
-    Limit() : m_from(Internal::allocateArrayBlock(kSampleBytes)), m_to(Internal::allocateArrayBlock(kSampleBytes))
-    {
-        std::memset(m_from, 1, kSampleBytes);
-        std::memset(m_to, 0, kSampleBytes);
-    }
-    ~Limit()
-    {
-        Internal::freeArrayBlock(m_from, kSampleBytes);
-        Internal::freeArrayBlock(m_to, kSampleBytes);
-    }
-    Limit(const Limit&) = delete;
-    Limit& operator=(const Limit&) = delete;
-    void copy() { std::memcpy(m_to, m_from, kSampleBytes); }
-
-private:
-    void* m_from;
-    void* m_to;
-};
 
 // The tree and its bytes, once for all the rows.
 struct BigTree {
@@ -105,9 +83,9 @@ struct BigTree {
 void BM_CborEncode_TreeOf16MiDoubles_vsMemcpy(benchmark::State& state)
 {
     const BigTree& big = BigTree::get();
-    Limit limit;
+    LumBench::LargeArrayBaselines baselines(kSampleBytes);
     (void)big.encodes();  // the process's first touch of that much new memory, as the limit's was
-    const auto times = LumBench::timeAgainstBaseline(state, [&] { limit.copy(); }, [&] { return big.encodes(); });
+    const auto times = LumBench::timeAgainstBaseline(state, [&] { baselines.limit(); }, [&] { return big.encodes(); });
     LumBench::reportBandwidth(state, times, "encode", kSampleBytes, "memcpy", kSampleBytes);
 }
 BENCHMARK(BM_CborEncode_TreeOf16MiDoubles_vsMemcpy)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
@@ -115,8 +93,8 @@ BENCHMARK(BM_CborEncode_TreeOf16MiDoubles_vsMemcpy)->UseManualTime()->Unit(bench
 void BM_CborDecode_TreeOf16MiDoubles_vsMemcpy(benchmark::State& state)
 {
     const BigTree& big = BigTree::get();
-    Limit limit;
-    const auto times = LumBench::timeAgainstBaseline(state, [&] { limit.copy(); }, [&] { return big.decodes(); });
+    LumBench::LargeArrayBaselines baselines(kSampleBytes);
+    const auto times = LumBench::timeAgainstBaseline(state, [&] { baselines.limit(); }, [&] { return big.decodes(); });
     LumBench::reportBandwidth(state, times, "decode", kSampleBytes, "memcpy", kSampleBytes);
 }
 BENCHMARK(BM_CborDecode_TreeOf16MiDoubles_vsMemcpy)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "LumCore/ZVariant.hpp"
-#include "LumCore/internal/ArrayBlock.hpp"
+#include "bench/support/LargeArrayBaselines.hpp"
 #include "bench/support/SameRunBaseline.hpp"
 
 namespace {
@@ -25,49 +25,11 @@ using namespace Marlowen::Lum;
 
 constexpr std::size_t kCount = std::size_t{16} << 20;
 
-// Warm source and destination for the limit, and the fresh block's source.
-// They are on huge pages where the kernel gives them, as the arrays measured
-// are: 4 KiB pages are moved about by the compaction that makes huge pages
-// for the arrays, and a baseline on them then pays faults of its own.
-class Baselines {
-public:
-    explicit Baselines(std::size_t bytes)
-        : m_bytes(bytes),
-          m_source(Internal::allocateArrayBlock(bytes)),
-          m_warm(Internal::allocateArrayBlock(bytes))
-    {
-        std::memset(m_source, 1, bytes);
-        std::memset(m_warm, 0, bytes);
-    }
-    ~Baselines()
-    {
-        Internal::freeArrayBlock(m_source, m_bytes);
-        Internal::freeArrayBlock(m_warm, m_bytes);
-    }
-    Baselines(const Baselines&) = delete;
-    Baselines& operator=(const Baselines&) = delete;
-
-    void limit() { std::memcpy(m_warm, m_source, m_bytes); }
-    void freshCopy()
-    {
-        void* block = ::operator new(m_bytes);
-        std::memcpy(block, m_source, m_bytes);
-        benchmark::DoNotOptimize(block);
-        benchmark::ClobberMemory();
-        ::operator delete(block);
-    }
-
-private:
-    std::size_t m_bytes;
-    void* m_source;
-    void* m_warm;
-};
-
 // Times `make`, which returns the new variant, against both baselines.
 template <class Make>
 void runWholeOperation(benchmark::State& state, const char* name, std::size_t resultBytes, Make make)
 {
-    Baselines baselines(resultBytes);
+    LumBench::LargeArrayBaselines baselines(resultBytes);
     const auto times = LumBench::timeAgainstTwoBaselines(
         state, [&] { baselines.limit(); }, [&] { baselines.freshCopy(); },
         [&] {

@@ -32,8 +32,17 @@
 namespace Marlowen::Lum {
 
 class FPropertyNodeAbi;
-class FPropertyNodeAbiItems;
-class FPropertyNodeAbiEntries;
+class FPropertyNodeAbiView;
+struct FPropertyNodeAbiEntry;
+namespace Internal {
+template <class Element, Element (*Read)(FPropertyNodeAbiView, std::size_t)>
+class IndexedNodeRange;
+FPropertyNodeAbiView itemAt(FPropertyNodeAbiView list, std::size_t index);
+FPropertyNodeAbiEntry entryAt(FPropertyNodeAbiView map, std::size_t index);
+}  // namespace Internal
+// The elements of a list, and the entries of a map (a key and its node), as ranges.
+using FPropertyNodeAbiItems = Internal::IndexedNodeRange<FPropertyNodeAbiView, &Internal::itemAt>;
+using FPropertyNodeAbiEntries = Internal::IndexedNodeRange<FPropertyNodeAbiEntry, &Internal::entryAt>;
 
 class FPropertyNodeAbiView {
 public:
@@ -132,17 +141,29 @@ private:
     const FPropertyNodeData* m_node;
 };
 
-class FPropertyNodeAbiItems {
+// A map's entry: its key (text that lives as long as the process) and a view
+// of its node.
+struct FPropertyNodeAbiEntry {
+    std::string_view key;
+    FPropertyNodeAbiView node;
+};
+
+namespace Internal {
+
+// The entries of a list or a map as a range, each read by `Read` from the
+// node and its position when the iterator is dereferenced.
+template <class Element, Element (*Read)(FPropertyNodeAbiView, std::size_t)>
+class IndexedNodeRange {
 public:
     class iterator {
     public:
         using iterator_category = std::input_iterator_tag;
-        using value_type = FPropertyNodeAbiView;
+        using value_type = Element;
         using difference_type = std::ptrdiff_t;
         using pointer = void;
-        using reference = FPropertyNodeAbiView;
-        iterator(FPropertyNodeAbiView list, std::size_t index) noexcept : m_list(list), m_index(index) {}
-        FPropertyNodeAbiView operator*() const { return m_list[m_index]; }
+        using reference = Element;
+        iterator(FPropertyNodeAbiView node, std::size_t index) noexcept : m_node(node), m_index(index) {}
+        Element operator*() const { return Read(m_node, m_index); }
         iterator& operator++() noexcept
         {
             ++m_index;
@@ -152,63 +173,31 @@ public:
         bool operator!=(const iterator& other) const noexcept { return m_index != other.m_index; }
 
     private:
-        FPropertyNodeAbiView m_list;
+        FPropertyNodeAbiView m_node;
         std::size_t m_index;
     };
-    explicit FPropertyNodeAbiItems(FPropertyNodeAbiView list) : m_list(list), m_size(list.size()) {}
-    [[nodiscard]] iterator begin() const noexcept { return iterator(m_list, 0); }
-    [[nodiscard]] iterator end() const noexcept { return iterator(m_list, m_size); }
+    explicit IndexedNodeRange(FPropertyNodeAbiView node) : m_node(node), m_size(node.size()) {}
+    [[nodiscard]] iterator begin() const noexcept { return iterator(m_node, 0); }
+    [[nodiscard]] iterator end() const noexcept { return iterator(m_node, m_size); }
     [[nodiscard]] std::size_t size() const noexcept { return m_size; }
 
 private:
-    FPropertyNodeAbiView m_list;
+    FPropertyNodeAbiView m_node;
     std::size_t m_size;
 };
 
-class FPropertyNodeAbiEntries {
-public:
-    struct Entry {
-        std::string_view key;
-        FPropertyNodeAbiView node;
-    };
-    class iterator {
-    public:
-        using iterator_category = std::input_iterator_tag;
-        using value_type = Entry;
-        using difference_type = std::ptrdiff_t;
-        using pointer = void;
-        using reference = Entry;
-        iterator(FPropertyNodeAbiView map, std::size_t index) noexcept : m_map(map), m_index(index) {}
-        Entry operator*() const
-        {
-            const char* key = nullptr;
-            std::size_t size = 0;
-            const FPropertyNodeData* node = Internal::checkedFlatCall([&](ErrorRecord* e) {
-                return FPropertyNodeData_C_API_entryAt(e, m_map.handle(), m_index, &key, &size);
-            });
-            return Entry{std::string_view(key, size), FPropertyNodeAbiView(node)};
-        }
-        iterator& operator++() noexcept
-        {
-            ++m_index;
-            return *this;
-        }
-        bool operator==(const iterator& other) const noexcept { return m_index == other.m_index; }
-        bool operator!=(const iterator& other) const noexcept { return m_index != other.m_index; }
+inline FPropertyNodeAbiView itemAt(FPropertyNodeAbiView list, std::size_t index) { return list[index]; }
 
-    private:
-        FPropertyNodeAbiView m_map;
-        std::size_t m_index;
-    };
-    explicit FPropertyNodeAbiEntries(FPropertyNodeAbiView map) : m_map(map), m_size(map.size()) {}
-    [[nodiscard]] iterator begin() const noexcept { return iterator(m_map, 0); }
-    [[nodiscard]] iterator end() const noexcept { return iterator(m_map, m_size); }
-    [[nodiscard]] std::size_t size() const noexcept { return m_size; }
+inline FPropertyNodeAbiEntry entryAt(FPropertyNodeAbiView map, std::size_t index)
+{
+    const char* key = nullptr;
+    std::size_t size = 0;
+    const FPropertyNodeData* node = checkedFlatCall(
+        [&](ErrorRecord* e) { return FPropertyNodeData_C_API_entryAt(e, map.handle(), index, &key, &size); });
+    return FPropertyNodeAbiEntry{std::string_view(key, size), FPropertyNodeAbiView(node)};
+}
 
-private:
-    FPropertyNodeAbiView m_map;
-    std::size_t m_size;
-};
+}  // namespace Internal
 
 inline FPropertyNodeAbiItems FPropertyNodeAbiView::items() const { return FPropertyNodeAbiItems(*this); }
 inline FPropertyNodeAbiEntries FPropertyNodeAbiView::entries() const { return FPropertyNodeAbiEntries(*this); }

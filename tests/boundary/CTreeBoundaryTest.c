@@ -47,6 +47,7 @@ static void reads_the_sample(ErrorRecord* error, const FPropertyNodeData* map)
     size_t keySize = 0;
     const FPropertyNodeData* second = FPropertyNodeData_C_API_entryAt(error, map, 1, &key, &keySize);
     CHECK(keySize == 5 && memcmp(key, "items", 5) == 0);
+    CHECK(FPropertyNodeData_C_API_entryAt(error, map, 1, NULL, NULL) == second); /* the key not wanted */
     CHECK(FPropertyNodeData_C_API_kind(error, second) == ZPropertyNodeKind_list);
     CHECK(FPropertyNodeData_C_API_kind(error, FPropertyNodeData_C_API_element(error, second, 0)) ==
           ZPropertyNodeKind_null);

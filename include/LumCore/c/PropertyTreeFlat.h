@@ -75,7 +75,8 @@ LUM_API size_t FPropertyNodeData_C_API_size(ErrorRecord* error, const FPropertyN
 LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_element(ErrorRecord* error, const FPropertyNodeData* list,
                                                                  size_t index);
 /* A view of a map's node at `index`, its key's text and size written to
- * `*key` and `*keySize` (the text lives as long as the process). */
+ * `*key` and `*keySize` (the text lives as long as the process; either
+ * pointer may be null). */
 LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_entryAt(ErrorRecord* error, const FPropertyNodeData* map,
                                                                  size_t index, const char** key, size_t* keySize);
 /* A view of a map's node of that key, or null with a clean record. */
