@@ -7,6 +7,8 @@
 #include "LumCore/c/LumCoreFlat.h"
 #include "LumCore/VariantFactories.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
+#include "LumCore/internal/OwnedStorage.hpp"
+#include "LumCore/internal/VectorVariantData.hpp"
 #include "boundary/GuardedCall.hpp"
 #include "variant/CountedShare.hpp"
 #include "variant/NullVariantData.hpp"
@@ -93,6 +95,57 @@ LUM_API ZVariantData* ZVariantData_C_API_createWithExternalStorage(ErrorRecord* 
 {
     return guardedCall(error, [&] {
         return handleOf(constructVariantExternal(reinterpret_cast<ExternalVariantStorageInterface*>(external)));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_constructText(ErrorRecord* error, const char* text, size_t size)
+{
+    return guardedCall(error, [&] {
+        return handleOf(new ScalarVariantDataRefCounted<ZString>(ZString(size != 0 ? text : "", size)));
+    });
+}
+
+LUM_API ZVariantData* ZVariantData_C_API_constructTextArray(ErrorRecord* error, const char* const* texts,
+                                                            const size_t* sizes, size_t count,
+                                                            ZArrayDimensions dimensions, ZDataOrdering ordering)
+{
+    return guardedCall(error, [&] {
+        ArrayDimensionsView dims = viewOf(dimensions);
+        if (dims.empty()) {
+            dims = ArrayDimensionsView(&count, 1);
+        } else if (elementCount(dims) != count) {
+            throwDimensionsMismatch();
+        }
+        OwnedStorage<IVariantData> array(
+            constructVariantVectorWithoutDataWithDimsUnresolved<ZString>(dims, static_cast<DataOrdering>(ordering)));
+        auto* elements = static_cast<ZString*>(array->mutableStoredData());
+        for (size_t i = 0; i < count; ++i) {
+            if (sizes[i] != 0) {
+                elements[i] = ZString(texts[i], sizes[i]);
+            }
+        }
+        return handleOf(array.release());
+    });
+}
+
+LUM_API const char* ZVariantData_C_API_textElementAt(ErrorRecord* error, const ZVariantData* handle, size_t index,
+                                                     size_t* size)
+{
+    return guardedCall(error, [&] {
+        const IVariantData& data = *storage(handle);
+        const WellKnownType type = data.wellKnownDataType();
+        if (type != WellKnownType::Value::string) {
+            throw std::invalid_argument("Text elements are read from a string variant, not one of element type '" +
+                                        std::string(type.toString()) + "'.");
+        }
+        const size_t count = data.numberAllocatedElements();
+        if (index >= count) {
+            throw std::out_of_range("Element " + std::to_string(index) + " is past the last of " +
+                                    std::to_string(count) + " elements.");
+        }
+        const ZString& text = static_cast<const ZString*>(data.constStoredData())[index];
+        *size = text.size();
+        return text.c_str();
     });
 }
 

@@ -17,5 +17,6 @@ extern int g_failures;
 void run_variant_checks(void);
 void run_dlpack_checks(void);
 void run_tree_checks(void);
+void run_lender_checks(void);
 
 #endif

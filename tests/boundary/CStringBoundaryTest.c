@@ -72,6 +72,7 @@ int main(int argc, char** argv)
     run_variant_checks();
     run_dlpack_checks();
     run_tree_checks();
+    run_lender_checks();
     if (g_failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", g_failures);
         return 1;

@@ -122,6 +122,20 @@ LUM_API ZVariantData* ZVariantData_C_API_createWithAllocatedArray(ErrorRecord* e
                                                                   ZArrayDimensions dimensions, ZDataOrdering ordering);
 LUM_API ZVariantData* ZVariantData_C_API_createWithExternalStorage(ErrorRecord* error,
                                                                    ZExternalVariantStorage* storage);
+/* A string scalar holding a copy of `size` bytes at `text`. */
+LUM_API ZVariantData* ZVariantData_C_API_constructText(ErrorRecord* error, const char* text, size_t size);
+/* A string array of `count` elements, element i a copy of sizes[i] bytes at
+ * texts[i] (a null text is allowed with size 0); an empty shape stands for
+ * [count]. */
+LUM_API ZVariantData* ZVariantData_C_API_constructTextArray(ErrorRecord* error, const char* const* texts,
+                                                            const size_t* sizes, size_t count,
+                                                            ZArrayDimensions dimensions, ZDataOrdering ordering);
+/* Element `index` of a string variant in storage order (0 for a scalar): its
+ * bytes, NUL-terminated, with their number in `*size`. The text lives as long
+ * as the handle. Another element type is an invalid_argument, an index past
+ * the last element an out_of_range. */
+LUM_API const char* ZVariantData_C_API_textElementAt(ErrorRecord* error, const ZVariantData* handle, size_t index,
+                                                     size_t* size);
 /* Views with no copy; they take over the caller's reference to `handle`. */
 LUM_API ZVariantData* ZVariantData_C_API_constructTransmuteComplexToRealVariant(ErrorRecord* error,
                                                                                 ZVariantData* handle);
@@ -156,6 +170,49 @@ LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, Z
                                                            ZVariantData* source, ZArrayDimensions dimensions,
                                                            ZDataOrdering ordering);
 LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, const ZVariantData* handle);
+
+/* ---- Memory lent by the caller --------------------------------------------- */
+
+/* A caller's block of elements, lent to a variant with no copy, from C or
+ * from a module of any runtime. The library copies this record and calls its
+ * functions with `context` for as long as the loan lasts.
+ *
+ *     ZVariantLender lender = {&samples, ZWellKnownType_double, ZDataOrdering_RowMajor,
+ *                              count_fn, dims_fn, const_fn, mutable_fn, NULL, released_fn};
+ *     ZVariantLoan* loan;
+ *     ZVariantData* v = ZVariantData_C_API_createWithLender(&err, &lender, &loan);
+ *     ... hand v around ...
+ *     if (!samples.released) ZVariantData_C_API_detachLender(&err, loan);   // before the memory goes
+ *
+ * A loan ends one of two ways, each exactly once. Either the caller calls
+ * ZVariantData_C_API_detachLender before its memory goes away (the variants
+ * then hold a private copy and never call the lender again), or every variant
+ * lets go first and the library calls `released`, after which the loan is
+ * gone and must not be detached. */
+typedef struct ZVariantLender {
+    void* context;
+    ZWellKnownType type; /* a numeric or bool type: text needs the library's own strings */
+    ZDataOrdering ordering;
+    size_t (*numberAllocatedElements)(void* context);
+    /* The extents need to stay valid only until the call returns. */
+    ZArrayDimensions (*dimensions)(void* context);
+    const void* (*constStoredData)(void* context);
+    void* (*mutableStoredData)(void* context);
+    /* A new shape within the block; null refuses every reshape. */
+    void (*reshapeNoRealloc)(void* context, ZArrayDimensions dimensions);
+    /* Every variant let go before a detach; may be null. */
+    void (*released)(void* context);
+} ZVariantLender;
+
+/* Opaque: one loan, ended by ZVariantData_C_API_detachLender. */
+typedef struct ZVariantLoan ZVariantLoan;
+
+/* A variant over the lender's memory, and in `*loan` the loan to detach. */
+LUM_API ZVariantData* ZVariantData_C_API_createWithLender(ErrorRecord* error, const ZVariantLender* lender,
+                                                          ZVariantLoan** loan);
+/* The variants over the loan take a private copy and let go of the lender's
+ * memory; the loan is gone. On failure (bad_alloc) the loan stays. */
+LUM_API void ZVariantData_C_API_detachLender(ErrorRecord* error, ZVariantLoan* loan);
 
 /* The value as CBOR (RFC 8949, typed arrays of RFC 8746; LumCore/Cbor.hpp
  * has the form): a new one-dimensional unsignedInt8 array of the bytes. */
