@@ -34,7 +34,9 @@ public:
         if (m_lender.reshapeNoRealloc == nullptr) {
             throw std::runtime_error("The lender of this memory does not reshape it.");
         }
-        m_lender.reshapeNoRealloc(m_lender.context, ZArrayDimensions{dimensions.data(), dimensions.size()});
+        if (!m_lender.reshapeNoRealloc(m_lender.context, ZArrayDimensions{dimensions.data(), dimensions.size()})) {
+            throw std::runtime_error("The lender of this memory refused the shape.");
+        }
     }
     [[nodiscard]] const void* constStoredData() const override { return m_lender.constStoredData(m_lender.context); }
     [[nodiscard]] void* mutableStoredData() override { return m_lender.mutableStoredData(m_lender.context); }

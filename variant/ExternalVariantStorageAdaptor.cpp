@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "LumCore/VariantFactories.hpp"
+#include "LumCore/internal/VectorVariantData.hpp"
 #include "variant/ArrayCopies.hpp"
 
 namespace Marlowen::Lum::Internal {
@@ -79,7 +80,18 @@ IVariantData* ExternalVariantStorageAdaptor::reorderData(DataOrdering ordering) 
 
 void ExternalVariantStorageAdaptor::reshapeNoRealloc(ArrayDimensionsView dimensions)
 {
+    // As for an array: other holders must not see their shape change, and
+    // the lender is only asked for shapes that fit its block.
+    if (sameExtents(dimensions, this->dimensions())) {
+        return;
+    }
+    if (!hasSingleReference()) {
+        throwReshapeShared();
+    }
     if (m_external != nullptr) {
+        if (!shapeFitsIn(dimensions, m_external->numberAllocatedElements())) {
+            throwReshapeBeyondAllocation();
+        }
         m_external->reshapeNoRealloc(dimensions);
     } else {
         m_detached->reshapeNoRealloc(dimensions);

@@ -36,6 +36,12 @@ static ZVariantLender lender_of(Samples* samples)
     return lender;
 }
 
+static ZArrayDimensions shape_of(const size_t* extents)
+{
+    ZArrayDimensions dims = {extents, 2};
+    return dims;
+}
+
 static double element(ErrorRecord* error, const ZVariantData* v, size_t i)
 {
     return ((const double*)ZVariantData_C_API_constStoredData(error, v))[i];
@@ -57,6 +63,10 @@ static void lends_and_detaches(void)
     samples.values[5] = 42.0;
     CHECK(element(&error, v, 5) == 42.0);
     ZVariantData* share = ZVariantData_C_API_copy(&error, v);
+    const size_t turned[2] = {3, 2};
+    ZVariantData_C_API_reshapeNoRealloc(&error, v, shape_of(turned));
+    CHECK(error.typeName != NULL && strcmp(error.typeName, "runtime_error") == 0);
+    error.typeName = NULL;
 
     ZVariantData_C_API_detachLender(&error, loan);
     CHECK(error.typeName == NULL);

@@ -4,6 +4,7 @@
 // must arrive as this runtime's own standard exceptions.
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "../support/ThrownText.hpp"
 #include "LumCore/ZString.hpp"
 #include "LumCore/FPropertyTreeAbi.hpp"
+#include "LumCore/VariantLender.hpp"
 #include "LumCore/ZVariantAbi.hpp"
 
 namespace {
@@ -92,6 +94,26 @@ void trees()
     CHECK(back.at("gain").value().isIdenticalTo(ZVariantAbi(gains, 2)));
 }
 
+// Memory of this runtime lent to the library and taken back: read in
+// place, reshaped within its room, then detached before it goes.
+void lentMemory()
+{
+    auto samples = std::make_unique<std::vector<double>>(std::vector<double>{1, 2, 3, 4, 5, 6});
+    ZVariantAbi kept;
+    {
+        VariantLender<double> lender(samples->data(), {2, 3});
+        ZVariantAbi lent = lender.variant();
+        CHECK(lent.constStoredData() == samples->data());
+        (*samples)[5] = 60;
+        CHECK(lent.elementAt<double>(5) == 60);
+        kept = lent;
+        CHECK(thrownText<std::runtime_error>([&] { kept.reshapeNoRealloc({3, 2}); }) ==
+              "Reference count is greater than 1 - cannot reshape without reallocating.");
+    }
+    samples.reset();
+    CHECK(kept.dimensions()[1] == 3 && kept.elementAt<double>(5) == 60);
+}
+
 void failuresArriveAsThisRuntimesExceptions()
 {
     const ZVariantAbi scalar = 1.5;
@@ -120,6 +142,7 @@ int main()
     strings();
     variants();
     trees();
+    lentMemory();
     failuresArriveAsThisRuntimesExceptions();
     if (g_failures != 0) {
         std::fprintf(stderr, "%d check(s) failed\n", g_failures);

@@ -198,8 +198,9 @@ typedef struct ZVariantLender {
     ZArrayDimensions (*dimensions)(void* context);
     const void* (*constStoredData)(void* context);
     void* (*mutableStoredData)(void* context);
-    /* A new shape within the block; null refuses every reshape. */
-    void (*reshapeNoRealloc)(void* context, ZArrayDimensions dimensions);
+    /* Takes a new shape that the library has checked fits the block, or
+     * returns false to refuse it; null refuses every reshape. */
+    bool (*reshapeNoRealloc)(void* context, ZArrayDimensions dimensions);
     /* Every variant let go before a detach; may be null. */
     void (*released)(void* context);
 } ZVariantLender;
