@@ -160,13 +160,6 @@ class String:
 # ---- Construction ----------------------------------------------------------------
 
 
-class _ZStringLayout(ctypes.Structure):
-    """A string element as the library stores it: the shared record it holds
-    (or none, for text it does not own) and the text it shows."""
-
-    _fields_ = [("record", ctypes.c_void_p), ("text", ctypes.c_void_p), ("length", ctypes.c_size_t)]
-
-
 def _flatten(value):
     """The shape and the elements, in row-major order, of nested sequences."""
     if isinstance(value, (list, tuple)):
@@ -208,39 +201,31 @@ def _natural_code(elements):
 
 
 def _packed(code, values):
-    """The elements as a ctypes array the library reads; for text, also the
-    string handles to give up once the library has shared them."""
+    """The elements as a ctypes array the library reads; text as a table of
+    pointers and one of lengths."""
     if code == _STRING:
-        handles = []
-        elements = (_ZStringLayout * max(len(values), 1))()
-        for element, v in zip(elements, values):
-            data = v.encode("utf-8") if isinstance(v, str) else None
-            handle = (_lib("ZStringData_C_API_constructCString", data, len(data)) if data is not None
-                      else _lib("ZStringData_C_API_copy", v._h))
-            handles.append(handle)
-            element.record = handle
-            element.text = _lib("ZStringData_C_API_getConstDataPointer", handle)
-            element.length = _lib("ZStringData_C_API_getLength", handle)
-        return elements, handles
+        texts = [str(v).encode("utf-8") for v in values]
+        return ((ctypes.c_char_p * max(len(texts), 1))(*texts),
+                (ctypes.c_size_t * max(len(texts), 1))(*map(len, texts)))
     part = _part_ctype(code)
     if code & _COMPLEX:
         flat = [p for v in values for p in (complex(v).real, complex(v).imag)]
     else:
         flat = values
-    return (part * max(len(flat), 1))(*flat), []
+    return (part * max(len(flat), 1))(*flat), None
 
 
 def _from_python(value):
     shape, elements = _flatten(value)
     code, values = _natural_code(elements)
-    array, strings = _packed(code, values)
-    try:
+    array, sizes = _packed(code, values)
+    if code == _STRING:
         if shape == ():
-            return _lib("ZVariantData_C_API_constructScalar", array, code)
-        return _lib("ZVariantData_C_API_constructArray", array, code, len(values), dimensions(shape), 0)
-    finally:
-        for handle in strings:
-            _lib.release_string(handle)
+            return _lib("ZVariantData_C_API_constructText", array[0], sizes[0])
+        return _lib("ZVariantData_C_API_constructTextArray", array, sizes, len(values), dimensions(shape), 0)
+    if shape == ():
+        return _lib("ZVariantData_C_API_constructScalar", array, code)
+    return _lib("ZVariantData_C_API_constructArray", array, code, len(values), dimensions(shape), 0)
 
 
 def _from_numpy(array):
@@ -375,12 +360,11 @@ class Variant:
         code = self.type_code
         data = _lib("ZVariantData_C_API_constStoredData", self._h)
         if code == _STRING:
-            size = ctypes.sizeof(_ZStringLayout)
+            handle, length = self._h, ctypes.c_size_t()
 
             def read_text(offset):
-                element = _ZStringLayout.from_address(data + offset * size)
-                return ctypes.string_at(element.text, element.length).decode("utf-8", "replace") \
-                    if element.length else ""
+                text = _lib("ZVariantData_C_API_textElementAt", handle, offset, ctypes.byref(length))
+                return ctypes.string_at(text, length.value).decode("utf-8", "replace")
             return read_text
         part = _part_ctype(code)
         if part is None:
