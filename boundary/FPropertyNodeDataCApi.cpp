@@ -1,6 +1,7 @@
 // The flat functions of frozen trees. A handle or view is the address of an
 // FPropertyNode: an owned handle one in a block of its own (one share of the
 // node's content), a view one inside a tree, which its holder keeps alive.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -29,6 +30,14 @@ const FPropertyNode& nodeOf(const FPropertyNodeData* handle) noexcept
 const FPropertyNodeData* viewOf(const FPropertyNode& node) noexcept
 {
     return reinterpret_cast<const FPropertyNodeData*>(&node);
+}
+
+ZPropertyNodeKind kindOf(const FPropertyNode& node) noexcept
+{
+    return node.isValue() ? ZPropertyNodeKind_value
+           : node.isList() ? ZPropertyNodeKind_list
+           : node.isMap()  ? ZPropertyNodeKind_map
+                           : ZPropertyNodeKind_null;
 }
 
 // The null node every module shares; never freed.
@@ -112,13 +121,7 @@ LUM_API void FPropertyNodeData_C_API_destruct(ErrorRecord* error, FPropertyNodeD
 
 LUM_API ZPropertyNodeKind FPropertyNodeData_C_API_kind(ErrorRecord* error, const FPropertyNodeData* node)
 {
-    return guardedCall(error, [&]() -> ZPropertyNodeKind {
-        const FPropertyNode& n = nodeOf(node);
-        return n.isValue() ? ZPropertyNodeKind_value
-               : n.isList() ? ZPropertyNodeKind_list
-               : n.isMap()  ? ZPropertyNodeKind_map
-                            : ZPropertyNodeKind_null;
-    });
+    return guardedCall(error, [&] { return kindOf(nodeOf(node)); });
 }
 
 LUM_API ZVariantData* FPropertyNodeData_C_API_value(ErrorRecord* error, const FPropertyNodeData* node)
@@ -167,6 +170,52 @@ LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_entryAt(ErrorRecord* er
             *keySize = entry.first.size();
         }
         return viewOf(entry.second);
+    });
+}
+
+LUM_API size_t FPropertyNodeData_C_API_children(ErrorRecord* error, const FPropertyNodeData* node, size_t first,
+                                                ZPropertyChild* children, size_t capacity)
+{
+    return guardedCall(error, [&]() -> std::size_t {
+        const FPropertyNode& parent = nodeOf(node);
+        if (!parent.isList() && !parent.isMap()) {
+            throw std::out_of_range("FPropertyNode is not a list or a map");
+        }
+        const std::size_t size = parent.isList() ? parent.list().size() : parent.map().size();
+        if (first > size) {
+            throwIndexPastEnd(parent.isList() ? "FPropertyList" : "FPropertyMap", first, size);
+        }
+        const std::size_t count = std::min(capacity, size - first);
+        const auto describe = [](const FPropertyNode& child, ZPropertyChild& out) {
+            out.node = viewOf(child);
+            out.kind = kindOf(child);
+            if (child.isValue()) {
+                const ZVariant& value = child.value();
+                out.type = value.wellKnownDataType().bits();
+                out.value = value.flatHandle();
+                out.data = value.constStoredData();
+            } else {
+                out.type = ZWellKnownType_unknown;
+                out.value = nullptr;
+                out.data = nullptr;
+            }
+        };
+        if (parent.isList()) {
+            const FPropertyList& items = parent.list();
+            for (std::size_t i = 0; i < count; ++i) {
+                children[i].key = nullptr;
+                children[i].keySize = 0;
+                describe(items[first + i], children[i]);
+            }
+        } else {
+            auto entry = parent.map().begin() + static_cast<std::ptrdiff_t>(first);
+            for (std::size_t i = 0; i < count; ++i, ++entry) {
+                children[i].key = entry->first.data();
+                children[i].keySize = entry->first.size();
+                describe(entry->second, children[i]);
+            }
+        }
+        return count;
     });
 }
 

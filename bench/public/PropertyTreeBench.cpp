@@ -2,7 +2,8 @@
 // interning text already present against a lock and a hash; key lookup
 // against std::map and nlohmann::json; building (and freezing) 100,000
 // values in 1,000 maps against nlohmann::json; sharing a frozen tree against
-// a deep copy of the mutable one.
+// a deep copy of the mutable one; reading it through the flat functions
+// against reading it through FPropertyNode.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include "LumCore/FPropertyTree.hpp"
 #include "LumCore/InternedString.hpp"
 #include "LumCore/PropertyTree.hpp"
+#include "LumCore/c/PropertyTreeFlat.h"
 #include "bench/support/SameRunBaseline.hpp"
 
 #ifdef LUMCORE_BENCH_WITH_NLOHMANN_JSON
@@ -208,6 +210,67 @@ void BM_CopyFrozenTree_vsDeepCopy(benchmark::State& state)
     state.counters["vs_deep_copy"] = frozenCopy / deepCopy;
 }
 BENCHMARK(BM_CopyFrozenTree_vsDeepCopy)->UseManualTime()->Iterations(30);
+
+// Reading every key and value of the frozen tree node by node through the
+// flat functions, as a module built apart does, against the same walk with
+// FPropertyNode's own members. Both sum every value and key length.
+void BM_FlatWalk_vsFPropertyNode(benchmark::State& state)
+{
+    const std::vector<std::string> names = treeKeys();
+    const std::vector<InternedString> keys(names.begin(), names.end());
+    const FPropertyNode frozen(buildTree(keys));
+    std::int64_t expected = 0;
+    for (int i = 0; i < kMaps * kKeysPerMap; ++i) {
+        expected += i + static_cast<std::int64_t>(names[i % kKeysPerMap].size());
+    }
+    std::int64_t baselineSum = 0;
+    const auto times = timeAgainstBaseline(
+        state,
+        [&] {
+            baselineSum = 0;
+            std::int64_t sum = 0;
+            for (const FPropertyNode& map : frozen.list()) {
+                for (const auto& [key, node] : map.map()) {
+                    const ZVariant& value = node.value();
+                    if (value.wellKnownDataType() != WellKnownType::Value::int32) {
+                        return;
+                    }
+                    sum += *static_cast<const std::int32_t*>(value.constStoredData()) +
+                           static_cast<std::int64_t>(key.size());
+                }
+            }
+            baselineSum = sum;
+        },
+        [&] {
+            ErrorRecord error;
+            error.typeName = nullptr;
+            const FPropertyNodeData* root = frozen.flatView();
+            std::int64_t sum = 0;
+            ZPropertyChild maps[64];
+            ZPropertyChild entries[64];
+            std::size_t gotMaps = 0;
+            for (std::size_t m = 0; (gotMaps = FPropertyNodeData_C_API_children(&error, root, m, maps, 64)) != 0;
+                 m += gotMaps) {
+                for (std::size_t i = 0; i < gotMaps; ++i) {
+                    std::size_t got = 0;
+                    for (std::size_t e = 0;
+                         (got = FPropertyNodeData_C_API_children(&error, maps[i].node, e, entries, 64)) != 0;
+                         e += got) {
+                        for (std::size_t j = 0; j < got; ++j) {
+                            if (entries[j].type != ZWellKnownType_int32) {
+                                return false;
+                            }
+                            sum += *static_cast<const std::int32_t*>(entries[j].data) +
+                                   static_cast<std::int64_t>(entries[j].keySize);
+                        }
+                    }
+                }
+            }
+            return error.typeName == nullptr && sum == expected && baselineSum == expected;
+        });
+    reportTimePerItem(state, times, 1, "flat_walk", "fpropertynode_walk");
+}
+BENCHMARK(BM_FlatWalk_vsFPropertyNode)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 #ifdef LUMCORE_BENCH_WITH_NLOHMANN_JSON
 

@@ -64,6 +64,17 @@ static void reads_the_sample(ErrorRecord* error, const FPropertyNodeData* map)
     CHECK(*(const double*)ZVariantData_C_API_constStoredData(error, rate) == 2.5);
     ZVariantData_C_API_destruct(error, rate);
     CHECK(FPropertyNodeData_C_API_find(error, map, "no such key, anywhere", 21) == NULL);
+
+    /* The same children in batches: two, then the last, then none. */
+    ZPropertyChild batch[2];
+    CHECK(FPropertyNodeData_C_API_children(error, map, 0, batch, 2) == 2);
+    CHECK(batch[0].kind == ZPropertyNodeKind_value && batch[0].type == ZWellKnownType_double &&
+          *(const double*)batch[0].data == 2.5 && memcmp(batch[0].key, "rate", 4) == 0);
+    CHECK(batch[1].node == second && batch[1].value == NULL && batch[1].data == NULL);
+    CHECK(FPropertyNodeData_C_API_children(error, map, 2, batch, 2) == 1 && batch[0].kind == ZPropertyNodeKind_null);
+    CHECK(FPropertyNodeData_C_API_children(error, map, 3, batch, 2) == 0);
+    CHECK(FPropertyNodeData_C_API_children(error, second, 1, batch, 2) == 1 && batch[0].key == NULL &&
+          FPropertyNodeData_C_API_size(error, second) == 2);
     CHECK(error->typeName == NULL);
 }
 
@@ -87,14 +98,19 @@ void run_tree_checks(void)
         &error, ZStringData_C_API_getConstDataPointer(&error, text), ZStringData_C_API_getLength(&error, text));
     reads_the_sample(&error, fromJson);
 
-    /* Misuse: a value asked of a map, a position past the end, a key that
-     * is not text, bytes that are no CBOR. */
+    /* Misuse: a value asked of a map, a position past the end, children of
+     * a null node, a key that is not text, text that is no JSON. */
     CHECK(FPropertyNodeData_C_API_value(&error, map) == NULL);
     CHECK(failed_with(&error, "out_of_range", "FPropertyNode is not a value"));
     CHECK(FPropertyNodeData_C_API_entryAt(&error, map, 3, NULL, NULL) == NULL);
     CHECK(failed_with(&error, "out_of_range", "FPropertyMap index 3 is past the end (size 3)"));
     CHECK(FPropertyNodeData_C_API_element(&error, map, 0) == NULL);
     CHECK(failed_with(&error, "out_of_range", "FPropertyNode is not a list"));
+    ZPropertyChild child;
+    CHECK(FPropertyNodeData_C_API_children(&error, map, 4, &child, 1) == 0);
+    CHECK(failed_with(&error, "out_of_range", "FPropertyMap index 4 is past the end (size 3)"));
+    CHECK(FPropertyNodeData_C_API_children(&error, FPropertyNodeData_C_API_constructNull(), 0, &child, 1) == 0);
+    CHECK(failed_with(&error, "out_of_range", "FPropertyNode is not a list or a map"));
     const char* badKey[1] = {"\xff"};
     const size_t badSize[1] = {1};
     const FPropertyNodeData* one[1] = {map};

@@ -5,8 +5,10 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "LumCore/FPropertyTree.hpp"
+#include "LumCore/FPropertyTreeAbi.hpp"
 #include "support/CountingNew.hpp"
 #include "support/Printed.hpp"
 #include "support/ThrownText.hpp"
@@ -85,6 +87,23 @@ TEST(FPropertyTree, CopiesShareEverythingAndAllocateNothing)
     copy = FPropertyNode();
     EXPECT_EQ(list[2].value().as<int>(), 3);
     EXPECT_EQ(inner.at("x").value().as<ZString>(), ZString("y"));
+}
+
+// A module built apart gets a share (one small block, the handle) and gives
+// it back: no node, list, map or leaf array is copied on the way.
+TEST(FPropertyTree, HandingATreeToAModuleAndBackCopiesNothing)
+{
+    const std::vector<double> samples(1 << 16, 0.5);
+    const FPropertyNode tree(PropertyMap{{"samples", ZVariant(samples)}, {"rig", PropertyList{1, 2}}});
+    const AllocationCounter counter;
+    const std::uint64_t bytesBefore = LumTest::allocatedBytes();
+    FPropertyNodeAbi module = FPropertyNodeAbi::adopt(tree.flatHandle());
+    const auto* data = static_cast<const double*>(module.at("samples").value().constStoredData());
+    const FPropertyNode back = FPropertyNode::adoptFlatHandle(module.release());
+    EXPECT_EQ(counter.count(), 1u);
+    EXPECT_EQ(LumTest::allocatedBytes() - bytesBefore, sizeof(FPropertyNode));
+    EXPECT_EQ(data, tree.map().at("samples").value().constStoredData());
+    EXPECT_EQ(&back.map(), &tree.map());
 }
 
 TEST(FPropertyTree, LeafValuesShareHeapStorageWithTheMutableTree)

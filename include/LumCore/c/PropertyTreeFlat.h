@@ -79,6 +79,35 @@ LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_element(ErrorRecord* er
  * pointer may be null). */
 LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_entryAt(ErrorRecord* error, const FPropertyNodeData* map,
                                                                  size_t index, const char** key, size_t* keySize);
+/* One child of a list or a map as FPropertyNodeData_C_API_children reads it:
+ * views all, valid while the tree is held. `key` is null for a list's
+ * element. For a value node, `value` is its variant, `type` the element
+ * type and `data` the elements (as ZVariantData_C_API_constStoredData gives
+ * them), so a scalar is read with no further call; for any other node all
+ * three are null or 0. */
+typedef struct ZPropertyChild {
+    const char* key;
+    size_t keySize;
+    const FPropertyNodeData* node;
+    ZPropertyNodeKind kind;
+    ZWellKnownType type;
+    const ZVariantData* value;
+    const void* data;
+} ZPropertyChild;
+
+/* The children of a list or a map from position `first`, as many as fit in
+ * `capacity`; returns how many were written (0 from the end on). The one call
+ * a walk needs per batch of children; out_of_range for any other node or for
+ * `first` past the end.
+ *
+ *     ZPropertyChild batch[64];
+ *     size_t got;
+ *     for (size_t at = 0; (got = FPropertyNodeData_C_API_children(&err, map, at, batch, 64)) != 0; at += got)
+ *         for (size_t i = 0; i < got; ++i)
+ *             if (batch[i].type == ZWellKnownType_double) total += *(const double*)batch[i].data;
+ */
+LUM_API size_t FPropertyNodeData_C_API_children(ErrorRecord* error, const FPropertyNodeData* node, size_t first,
+                                                ZPropertyChild* children, size_t capacity);
 /* A view of a map's node of that key, or null with a clean record. */
 LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_find(ErrorRecord* error, const FPropertyNodeData* map,
                                                               const char* key, size_t keySize);
