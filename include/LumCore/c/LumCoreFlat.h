@@ -111,7 +111,7 @@ enum { ZConversionMode_Lossless = 0, ZConversionMode_Cast = 1, ZConversionMode_C
 
 /* The null variant: needs no record and no release (a release does nothing). */
 LUM_API ZVariantData* ZVariantData_C_API_constructNull(void);
-/* One element of `type` read at `value` (for string: the address of a ZString). */
+/* One element of `type` read at `value` (text: ZVariantData_C_API_constructText). */
 LUM_API ZVariantData* ZVariantData_C_API_constructScalar(ErrorRecord* error, const void* value, ZWellKnownType type);
 /* A copy of `count` elements; an empty shape stands for [count]. */
 LUM_API ZVariantData* ZVariantData_C_API_constructArray(ErrorRecord* error, const void* data, ZWellKnownType type,
