@@ -11,6 +11,13 @@
 //     frozen.map().at("b").list()[1].value().as<int>();   // 3
 //     PrintTo(frozen, &std::cout);         // {{'a', 1}, {'b', {2, 3}}}
 //
+// Lookup by path without exceptions, get-with-default and equality (also
+// with a mutable tree) work as in PropertyTree.hpp:
+//
+//     frozen.find({"b", 5});               // null: no such position
+//     frozen.valueOr({"c"}, 0.5);          // 0.5
+//     frozen == tree;                      // true: same kinds, keys, identical values
+//
 // A null FPropertyList or FPropertyMap reads as empty. Values at the leaves
 // share their heap-held elements with the tree they came from.
 #pragma once
@@ -65,6 +72,21 @@ public:
 
     // The node a path leads to, as PropertyNode::at.
     [[nodiscard]] const FPropertyNode& at(const PropertyPath& path) const;
+    // The same, or null where it leads nowhere, as PropertyNode::find.
+    [[nodiscard]] const FPropertyNode* find(const PropertyPath& path) const noexcept
+    {
+        return Internal::findPath(*this, path);
+    }
+    // The value at `path` as T, or `fallback`, as PropertyNode::valueOr.
+    template <class T>
+    [[nodiscard]] T valueOr(const PropertyPath& path, const T& fallback) const
+    {
+        return Internal::valueAtPathOr(*this, path, fallback);
+    }
+    [[nodiscard]] ZString valueOr(const PropertyPath& path, const char* fallback) const
+    {
+        return valueOr(path, ZString(fallback));
+    }
 
     // The node as the flat functions take it (LumCore/c/PropertyTreeFlat.h):
     // a view, valid while this node is, and nothing counted or copied.
@@ -307,5 +329,34 @@ inline FPropertyMap::const_iterator FPropertyMap::end() const noexcept { return 
 LUM_API void PrintTo(const FPropertyNode& node, std::ostream* stream);
 LUM_API void PrintTo(const FPropertyList& list, std::ostream* stream);
 LUM_API void PrintTo(const FPropertyMap& map, std::ostream* stream);
+
+inline std::ostream& operator<<(std::ostream& out, const FPropertyNode& node)
+{
+    PrintTo(node, &out);
+    return out;
+}
+inline std::ostream& operator<<(std::ostream& out, const FPropertyList& list)
+{
+    PrintTo(list, &out);
+    return out;
+}
+inline std::ostream& operator<<(std::ostream& out, const FPropertyMap& map)
+{
+    PrintTo(map, &out);
+    return out;
+}
+
+// Equality by content, within the frozen form and across the two forms
+// (the rule of PropertyTree.hpp).
+inline bool operator==(const FPropertyNode& a, const FPropertyNode& b) { return Internal::sameTree(a, b); }
+inline bool operator!=(const FPropertyNode& a, const FPropertyNode& b) { return !(a == b); }
+inline bool operator==(const FPropertyList& a, const FPropertyList& b) { return Internal::sameList(a, b); }
+inline bool operator!=(const FPropertyList& a, const FPropertyList& b) { return !(a == b); }
+inline bool operator==(const FPropertyMap& a, const FPropertyMap& b) { return Internal::sameMap(a, b); }
+inline bool operator!=(const FPropertyMap& a, const FPropertyMap& b) { return !(a == b); }
+inline bool operator==(const PropertyNode& a, const FPropertyNode& b) { return Internal::sameTree(a, b); }
+inline bool operator!=(const PropertyNode& a, const FPropertyNode& b) { return !(a == b); }
+inline bool operator==(const FPropertyNode& a, const PropertyNode& b) { return Internal::sameTree(a, b); }
+inline bool operator!=(const FPropertyNode& a, const PropertyNode& b) { return !(a == b); }
 
 }  // namespace Marlowen::Lum

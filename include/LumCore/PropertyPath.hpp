@@ -102,6 +102,9 @@ public:
         return append(static_cast<std::uint64_t>(index));
     }
 
+    // Drops the last segment; the path must not be empty.
+    void removeLast() noexcept { m_segments.pop_back(); }
+
     [[nodiscard]] std::size_t size() const noexcept { return m_segments.size(); }
     [[nodiscard]] bool empty() const noexcept { return m_segments.empty(); }
     const PropertyPathSegment& operator[](std::size_t i) const noexcept { return m_segments[i]; }

@@ -12,6 +12,15 @@
 //     root.map().at("missing");            // throws std::out_of_range: "Key not found: missing"
 //     root.list();                         // throws std::out_of_range: "PropertyNode is not a list"
 //
+// Editing and looking up without exceptions:
+//
+//     root["site"] = "lab 2";              // a null node turns into a map; a new key is added
+//     root.map().insert_or_assign("site", "lab 3");
+//     root.valueOr({"sensors", 0, "gain"}, 1.0);   // 1.0: no such key
+//     root.find({"sensors", 5});           // null: no such position
+//     root.map().erase("site");
+//     root == other;                       // same kinds, keys in order, identical variants
+//
 // A map is a small association list in insertion order; the first entry of a
 // key wins, later ones are dropped without an error. Keys compare by pointer:
 // a key is interned once (InternedString) and looked up freely after that.
@@ -70,6 +79,97 @@ Node& walkPath(Node& node, const PropertyPath& path)
     return *current;
 }
 
+// The node a path leads to, or null where it leads nowhere: a key that is
+// absent, a position past the end, a segment of the wrong kind.
+template <class Node>
+Node* findPath(Node& node, const PropertyPath& path) noexcept
+{
+    Node* current = &node;
+    for (const PropertyPathSegment& segment : path) {
+        if (segment.isName()) {
+            if (!current->isMap()) {
+                return nullptr;
+            }
+            current = current->map().find(*std::get_if<0>(&segment.alternatives()));
+        } else {
+            const std::uint64_t index = *std::get_if<1>(&segment.alternatives());
+            if (!current->isList() || index >= current->list().size()) {
+                return nullptr;
+            }
+            current = &current->list()[static_cast<std::size_t>(index)];
+        }
+        if (current == nullptr) {
+            return nullptr;
+        }
+    }
+    return current;
+}
+
+// The value at a path as T, or the fallback where the path leads nowhere or
+// to a null node. A list or map there, or a value T cannot hold, throws.
+template <class T, class Node>
+T valueAtPathOr(const Node& node, const PropertyPath& path, const T& fallback)
+{
+    const Node* found = findPath(node, path);
+    if (found == nullptr || found->isNull()) {
+        return fallback;
+    }
+    return found->value().template as<T>();
+}
+
+// Equality of two trees of either form: the same kind at every node, lists
+// of the same length, maps with the same keys in the same order, and values
+// whose variants are identical (ZVariant::isIdenticalTo: type, shape,
+// ordering and elements, so an int32 1 is not an int64 1).
+template <class A, class B>
+bool sameTree(const A& a, const B& b);
+
+template <class ListA, class ListB>
+bool sameList(const ListA& a, const ListB& b)
+{
+    if (a.size() != b.size()) {
+        return false;
+    }
+    auto other = b.begin();
+    for (const auto& node : a) {
+        if (!sameTree(node, *other++)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class MapA, class MapB>
+bool sameMap(const MapA& a, const MapB& b)
+{
+    if (a.size() != b.size()) {
+        return false;
+    }
+    auto other = b.begin();
+    for (const auto& entry : a) {
+        if (!(entry.first == other->first) || !sameTree(entry.second, other->second)) {
+            return false;
+        }
+        ++other;
+    }
+    return true;
+}
+
+template <class A, class B>
+bool sameTree(const A& a, const B& b)
+{
+    if (a.isValue() || b.isValue()) {
+        return a.isValue() && b.isValue() && a.value().isIdenticalTo(b.value());
+    }
+    if (a.isList() || b.isList()) {
+        return a.isList() && b.isList() && sameList(a.list(), b.list());
+    }
+    if (a.isMap() || b.isMap()) {
+        return a.isMap() && b.isMap() && sameMap(a.map(), b.map());
+    }
+    return true;  // both null
+}
+
 // Linear search by text pointer; the first equal key is the result.
 template <class Entries>
 auto findEntry(Entries& entries, InternedString key) noexcept -> decltype(entries.begin())
@@ -97,6 +197,10 @@ public:
     template <class... Args>
     PropertyNode& emplace_back(Args&&... args);
     void reserve(std::size_t count);
+    // Removes a node; later ones move up.
+    iterator erase(const_iterator position) { return m_nodes.erase(position); }
+    // Removes the node at `i`; throws std::out_of_range past the end.
+    void erase(std::size_t i);
 
     [[nodiscard]] std::size_t size() const noexcept;
     [[nodiscard]] bool empty() const noexcept { return m_nodes.empty(); }
@@ -130,12 +234,25 @@ public:
     // with that key, and whether it was added.
     std::pair<iterator, bool> insert(InternedString key, PropertyNode node);
 
+    // Sets the node of `key`: replaces it when the key is present, appends
+    // the entry otherwise. Whether it was appended.
+    std::pair<iterator, bool> insert_or_assign(InternedString key, PropertyNode node);
+    // The node of `key`, after appending a null node for a new key.
+    PropertyNode& operator[](InternedString key);
+    // (A number names no key: map[0] must not read as a null text pointer.)
+    PropertyNode& operator[](std::size_t) = delete;
+    // Removes the entry of `key`, keeping the order of the others; whether
+    // there was one.
+    bool erase(InternedString key);
+    iterator erase(const_iterator position) { return m_entries.erase(position); }
+
     // The node of `key`, or null.
     [[nodiscard]] PropertyNode* find(InternedString key) noexcept;
     [[nodiscard]] const PropertyNode* find(InternedString key) const noexcept;
     // The node of `key`; throws std::out_of_range "Key not found: <key>".
     [[nodiscard]] PropertyNode& at(InternedString key);
     [[nodiscard]] const PropertyNode& at(InternedString key) const;
+    [[nodiscard]] bool contains(InternedString key) const noexcept { return find(key) != nullptr; }
 
     [[nodiscard]] std::size_t size() const noexcept;
     [[nodiscard]] bool empty() const noexcept;
@@ -200,6 +317,31 @@ public:
     // a list. The empty path is this node.
     [[nodiscard]] PropertyNode& at(const PropertyPath& path);
     [[nodiscard]] const PropertyNode& at(const PropertyPath& path) const;
+    // The same, or null where the path leads nowhere (an absent key, a
+    // position past the end, a segment of the wrong kind): no exception.
+    [[nodiscard]] PropertyNode* find(const PropertyPath& path) noexcept { return Internal::findPath(*this, path); }
+    [[nodiscard]] const PropertyNode* find(const PropertyPath& path) const noexcept
+    {
+        return Internal::findPath(*this, path);
+    }
+    // The value at `path` as T, or `fallback` where the path leads nowhere
+    // or to a null node. A list or a map there throws "PropertyNode is not a
+    // value"; a value that T cannot hold throws as ZVariant::as does.
+    template <class T>
+    [[nodiscard]] T valueOr(const PropertyPath& path, const T& fallback) const
+    {
+        return Internal::valueAtPathOr(*this, path, fallback);
+    }
+    [[nodiscard]] ZString valueOr(const PropertyPath& path, const char* fallback) const
+    {
+        return valueOr(path, ZString(fallback));
+    }
+
+    // The map entry of `key` (PropertyMap::operator[]); a null node turns
+    // into an empty map first, so nested maps are made by assignment.
+    PropertyNode& operator[](InternedString key);
+    // A list's node at `i`, checked as PropertyList::at.
+    PropertyNode& operator[](std::size_t i) { return list().at(i); }
 
 private:
     template <std::size_t Tag>
@@ -246,6 +388,10 @@ inline PropertyNode& PropertyList::at(std::size_t i)
     return m_nodes[i];
 }
 inline const PropertyNode& PropertyList::at(std::size_t i) const { return const_cast<PropertyList*>(this)->at(i); }
+inline void PropertyList::erase(std::size_t i)
+{
+    m_nodes.erase(m_nodes.begin() + static_cast<std::ptrdiff_t>(&at(i) - m_nodes.data()));
+}
 
 inline PropertyMap::PropertyMap(std::initializer_list<value_type> entries) : PropertyMap(entries.begin(), entries.end())
 {
@@ -265,6 +411,29 @@ inline std::pair<PropertyMap::iterator, bool> PropertyMap::insert(InternedString
     }
     m_entries.emplace_back(key, std::move(node));
     return {m_entries.end() - 1, true};
+}
+inline std::pair<PropertyMap::iterator, bool> PropertyMap::insert_or_assign(InternedString key, PropertyNode node)
+{
+    auto found = Internal::findEntry(m_entries, key);
+    if (found != m_entries.end()) {
+        found->second = std::move(node);
+        return {found, false};
+    }
+    m_entries.emplace_back(key, std::move(node));
+    return {m_entries.end() - 1, true};
+}
+inline PropertyNode& PropertyMap::operator[](InternedString key)
+{
+    return insert(key, PropertyNode()).first->second;
+}
+inline bool PropertyMap::erase(InternedString key)
+{
+    auto found = Internal::findEntry(m_entries, key);
+    if (found == m_entries.end()) {
+        return false;
+    }
+    m_entries.erase(found);
+    return true;
 }
 inline PropertyNode* PropertyMap::find(InternedString key) noexcept
 {
@@ -287,11 +456,42 @@ inline const PropertyNode& PropertyMap::at(InternedString key) const { return co
 
 inline PropertyNode& PropertyNode::at(const PropertyPath& path) { return Internal::walkPath(*this, path); }
 inline const PropertyNode& PropertyNode::at(const PropertyPath& path) const { return Internal::walkPath(*this, path); }
+inline PropertyNode& PropertyNode::operator[](InternedString key)
+{
+    if (isNull()) {
+        m_content.emplace<3>();
+    }
+    return map()[key];
+}
+
+inline bool operator==(const PropertyNode& a, const PropertyNode& b) { return Internal::sameTree(a, b); }
+inline bool operator!=(const PropertyNode& a, const PropertyNode& b) { return !(a == b); }
+inline bool operator==(const PropertyList& a, const PropertyList& b) { return Internal::sameList(a, b); }
+inline bool operator!=(const PropertyList& a, const PropertyList& b) { return !(a == b); }
+inline bool operator==(const PropertyMap& a, const PropertyMap& b) { return Internal::sameMap(a, b); }
+inline bool operator!=(const PropertyMap& a, const PropertyMap& b) { return !(a == b); }
 
 // One line, through the frozen form: "<NULL>", a value's text, {a, b},
 // {{'key', node}, ...}. Declared here so that test frameworks find them.
 LUM_API void PrintTo(const PropertyNode& node, std::ostream* stream);
 LUM_API void PrintTo(const PropertyList& list, std::ostream* stream);
 LUM_API void PrintTo(const PropertyMap& map, std::ostream* stream);
+
+// The same text on a stream: std::cout << tree.
+inline std::ostream& operator<<(std::ostream& out, const PropertyNode& node)
+{
+    PrintTo(node, &out);
+    return out;
+}
+inline std::ostream& operator<<(std::ostream& out, const PropertyList& list)
+{
+    PrintTo(list, &out);
+    return out;
+}
+inline std::ostream& operator<<(std::ostream& out, const PropertyMap& map)
+{
+    PrintTo(map, &out);
+    return out;
+}
 
 }  // namespace Marlowen::Lum

@@ -420,4 +420,13 @@ private:
     const T* m_end = nullptr;
 };
 
+// The value's one-line text (its PrintTo) on a stream: std::cout << v. A
+// template, so that nothing converts to a variant to be printed.
+template <class Storage>
+std::ostream& operator<<(std::ostream& out, const ZVariantGeneric<Storage>& value)
+{
+    PrintTo(value, &out);
+    return out;
+}
+
 }  // namespace Marlowen::Lum
