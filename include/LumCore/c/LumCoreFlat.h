@@ -70,7 +70,9 @@ LUM_API size_t ZStringData_C_API_getLength(ErrorRecord* error, ZStringData* hand
 /* Opaque handle of a variant's storage. */
 typedef struct ZVariantData ZVariantData;
 
-/* Opaque: a caller's object implementing ExternalVariantStorageInterface. */
+/* Opaque: a caller's object implementing the C++ ExternalVariantStorageInterface,
+ * for code built against the library's own C++ runtime only. C and other
+ * runtimes lend memory through ZVariantLender below. */
 typedef struct ZExternalVariantStorage ZExternalVariantStorage;
 
 /* A list of extents, two words passed by value. */
