@@ -198,7 +198,7 @@ public:
     PropertyNode& emplace_back(Args&&... args);
     void reserve(std::size_t count);
     // Removes a node; later ones move up.
-    iterator erase(const_iterator position) { return m_nodes.erase(position); }
+    iterator erase(const_iterator position);
     // Removes the node at `i`; throws std::out_of_range past the end.
     void erase(std::size_t i);
 
@@ -244,7 +244,7 @@ public:
     // Removes the entry of `key`, keeping the order of the others; whether
     // there was one.
     bool erase(InternedString key);
-    iterator erase(const_iterator position) { return m_entries.erase(position); }
+    iterator erase(const_iterator position);
 
     // The node of `key`, or null.
     [[nodiscard]] PropertyNode* find(InternedString key) noexcept;
@@ -367,8 +367,8 @@ private:
 inline PropertyList::PropertyList(std::initializer_list<PropertyNode> nodes) : m_nodes(nodes) {}
 inline void PropertyList::push_back(const PropertyNode& node) { m_nodes.push_back(node); }
 inline void PropertyList::push_back(PropertyNode&& node) { m_nodes.push_back(std::move(node)); }
-// (These four are defined here, where PropertyNode is complete, as clang
-// demands of members that instantiate the containers' operations.)
+// (These are defined here, where PropertyNode is complete, as clang demands
+// of members that instantiate the containers' operations.)
 inline void PropertyList::reserve(std::size_t count) { m_nodes.reserve(count); }
 inline std::size_t PropertyList::size() const noexcept { return m_nodes.size(); }
 inline std::size_t PropertyMap::size() const noexcept { return m_entries.size(); }
@@ -388,6 +388,8 @@ inline PropertyNode& PropertyList::at(std::size_t i)
     return m_nodes[i];
 }
 inline const PropertyNode& PropertyList::at(std::size_t i) const { return const_cast<PropertyList*>(this)->at(i); }
+inline PropertyList::iterator PropertyList::erase(const_iterator position) { return m_nodes.erase(position); }
+inline PropertyMap::iterator PropertyMap::erase(const_iterator position) { return m_entries.erase(position); }
 inline void PropertyList::erase(std::size_t i)
 {
     m_nodes.erase(m_nodes.begin() + static_cast<std::ptrdiff_t>(&at(i) - m_nodes.data()));
