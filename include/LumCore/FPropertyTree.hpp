@@ -330,33 +330,7 @@ LUM_API void PrintTo(const FPropertyNode& node, std::ostream* stream);
 LUM_API void PrintTo(const FPropertyList& list, std::ostream* stream);
 LUM_API void PrintTo(const FPropertyMap& map, std::ostream* stream);
 
-inline std::ostream& operator<<(std::ostream& out, const FPropertyNode& node)
-{
-    PrintTo(node, &out);
-    return out;
-}
-inline std::ostream& operator<<(std::ostream& out, const FPropertyList& list)
-{
-    PrintTo(list, &out);
-    return out;
-}
-inline std::ostream& operator<<(std::ostream& out, const FPropertyMap& map)
-{
-    PrintTo(map, &out);
-    return out;
-}
-
-// Equality by content, within the frozen form and across the two forms
-// (the rule of PropertyTree.hpp).
-inline bool operator==(const FPropertyNode& a, const FPropertyNode& b) { return Internal::sameTree(a, b); }
-inline bool operator!=(const FPropertyNode& a, const FPropertyNode& b) { return !(a == b); }
-inline bool operator==(const FPropertyList& a, const FPropertyList& b) { return Internal::sameList(a, b); }
-inline bool operator!=(const FPropertyList& a, const FPropertyList& b) { return !(a == b); }
-inline bool operator==(const FPropertyMap& a, const FPropertyMap& b) { return Internal::sameMap(a, b); }
-inline bool operator!=(const FPropertyMap& a, const FPropertyMap& b) { return !(a == b); }
-inline bool operator==(const PropertyNode& a, const FPropertyNode& b) { return Internal::sameTree(a, b); }
-inline bool operator!=(const PropertyNode& a, const FPropertyNode& b) { return !(a == b); }
-inline bool operator==(const FPropertyNode& a, const PropertyNode& b) { return Internal::sameTree(a, b); }
-inline bool operator!=(const FPropertyNode& a, const PropertyNode& b) { return !(a == b); }
+// `==`, `!=` and `<<` of these classes, also against the mutable ones, are
+// the templates of PropertyTree.hpp.
 
 }  // namespace Marlowen::Lum

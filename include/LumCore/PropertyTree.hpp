@@ -48,8 +48,22 @@
 namespace Marlowen::Lum {
 
 class PropertyNode;
+class PropertyList;
+class PropertyMap;
+class FPropertyNode;
+class FPropertyList;
+class FPropertyMap;
 
 namespace Internal {
+
+// 1 for the node classes of both forms, 2 for the lists, 3 for the maps, 0
+// for anything else: the operators below are written once for all six.
+template <class T>
+inline constexpr int kTreeClassKind =
+    std::is_same_v<T, PropertyNode> || std::is_same_v<T, FPropertyNode>   ? 1
+    : std::is_same_v<T, PropertyList> || std::is_same_v<T, FPropertyList> ? 2
+    : std::is_same_v<T, PropertyMap> || std::is_same_v<T, FPropertyMap>   ? 3
+                                                                           : 0;
 
 [[noreturn]] inline void throwKeyNotFound(InternedString key)
 {
@@ -466,12 +480,27 @@ inline PropertyNode& PropertyNode::operator[](InternedString key)
     return map()[key];
 }
 
-inline bool operator==(const PropertyNode& a, const PropertyNode& b) { return Internal::sameTree(a, b); }
-inline bool operator!=(const PropertyNode& a, const PropertyNode& b) { return !(a == b); }
-inline bool operator==(const PropertyList& a, const PropertyList& b) { return Internal::sameList(a, b); }
-inline bool operator!=(const PropertyList& a, const PropertyList& b) { return !(a == b); }
-inline bool operator==(const PropertyMap& a, const PropertyMap& b) { return Internal::sameMap(a, b); }
-inline bool operator!=(const PropertyMap& a, const PropertyMap& b) { return !(a == b); }
+// Equality of nodes, lists or maps of either form, by the rule of sameTree.
+template <class A, class B,
+          std::enable_if_t<Internal::kTreeClassKind<A> != 0 && Internal::kTreeClassKind<A> == Internal::kTreeClassKind<B>,
+                           int> = 0>
+bool operator==(const A& a, const B& b)
+{
+    if constexpr (Internal::kTreeClassKind<A> == 1) {
+        return Internal::sameTree(a, b);
+    } else if constexpr (Internal::kTreeClassKind<A> == 2) {
+        return Internal::sameList(a, b);
+    } else {
+        return Internal::sameMap(a, b);
+    }
+}
+template <class A, class B,
+          std::enable_if_t<Internal::kTreeClassKind<A> != 0 && Internal::kTreeClassKind<A> == Internal::kTreeClassKind<B>,
+                           int> = 0>
+bool operator!=(const A& a, const B& b)
+{
+    return !(a == b);
+}
 
 // One line, through the frozen form: "<NULL>", a value's text, {a, b},
 // {{'key', node}, ...}. Declared here so that test frameworks find them.
@@ -479,20 +508,11 @@ LUM_API void PrintTo(const PropertyNode& node, std::ostream* stream);
 LUM_API void PrintTo(const PropertyList& list, std::ostream* stream);
 LUM_API void PrintTo(const PropertyMap& map, std::ostream* stream);
 
-// The same text on a stream: std::cout << tree.
-inline std::ostream& operator<<(std::ostream& out, const PropertyNode& node)
+// The same text on a stream, for all six tree classes: std::cout << tree.
+template <class Tree, std::enable_if_t<Internal::kTreeClassKind<Tree> != 0, int> = 0>
+std::ostream& operator<<(std::ostream& out, const Tree& tree)
 {
-    PrintTo(node, &out);
-    return out;
-}
-inline std::ostream& operator<<(std::ostream& out, const PropertyList& list)
-{
-    PrintTo(list, &out);
-    return out;
-}
-inline std::ostream& operator<<(std::ostream& out, const PropertyMap& map)
-{
-    PrintTo(map, &out);
+    PrintTo(tree, &out);
     return out;
 }
 
