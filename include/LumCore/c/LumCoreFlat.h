@@ -173,6 +173,24 @@ LUM_API ZVariantData* ZVariantData_C_API_reshapeToZVariant(ErrorRecord* error, Z
                                                            ZDataOrdering ordering);
 LUM_API ZWellKnownType ZVariantData_C_API_wellKnownDataType(ErrorRecord* error, const ZVariantData* handle);
 
+/* One dimension of a slice: `count` positions from `first`, `step` apart; a
+ * negative step walks the dimension backward, as Python's and NumPy's
+ * slices do (positions first, first + step, ...). */
+typedef struct ZSliceRange {
+    uint64_t first;
+    uint64_t count;
+    int64_t step;
+} ZSliceRange;
+
+/* The elements of `handle` at one range per dimension (`rangeCount` of
+ * them, as many as it has dimensions), as a new array of the extents
+ * [count, ...] in the variant's own ordering. A range past its dimension
+ * or of step 0 is "slice dimensions are out of bounds"; another number of
+ * ranges "slice dimensions don't match ZVariant dimensions" (both
+ * invalid_argument). */
+LUM_API ZVariantData* ZVariantData_C_API_copySlice(ErrorRecord* error, const ZVariantData* handle,
+                                                   const ZSliceRange* ranges, size_t rangeCount);
+
 /* ---- Memory lent by the caller --------------------------------------------- */
 
 /* A caller's block of elements, lent to a variant with no copy, from C or
