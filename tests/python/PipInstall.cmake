@@ -1,22 +1,18 @@
-# pip install --no-build-isolation of the Python module into a fresh venv,
-# then imports that find the library through LUMCORE_LIBRARY and beside the
-# module.
+# `pip install` of the module from the source tree into a fresh venv, as a
+# user runs it: build isolation on, no package index, no variable set. The
+# wheel carries the library, and the build folder is gone by the import.
 file(REMOVE_RECURSE ${WORK_DIR})
-file(COPY ${SOURCE}/ DESTINATION ${WORK_DIR}/source PATTERN __pycache__ EXCLUDE)
-
 include(${CMAKE_CURRENT_LIST_DIR}/../support/RunChecked.cmake)
 
-run(${PYTHON} -m venv --system-site-packages ${WORK_DIR}/venv)
-run(${WORK_DIR}/venv/bin/pip install --quiet --no-build-isolation --no-index ${WORK_DIR}/source)
-set(ENV{LUMCORE_LIBRARY} ${LIBRARY})
 unset(ENV{PYTHONPATH})
-run(${WORK_DIR}/venv/bin/python -c "import lumcore; assert 'venv' in lumcore.__file__; assert lumcore.Variant('ok').item() == 'ok'")
-
-# Then with the library put beside the installed module, and no variable.
-execute_process(COMMAND ${WORK_DIR}/venv/bin/python -c
-  "import importlib.util, os; print(os.path.dirname(importlib.util.find_spec('lumcore').origin))"
-  OUTPUT_VARIABLE _module_dir OUTPUT_STRIP_TRAILING_WHITESPACE)
-file(COPY ${LIBRARY} DESTINATION ${_module_dir})
 unset(ENV{LUMCORE_LIBRARY})
-run(${WORK_DIR}/venv/bin/python -c "import lumcore; assert lumcore.library_path.startswith('${_module_dir}'), lumcore.library_path")
-message(STATUS "pip installed lumcore; it found the library through LUMCORE_LIBRARY, then beside itself")
+set(ENV{CMAKE_BUILD_PARALLEL_LEVEL} 2)
+run(${PYTHON} -m venv ${WORK_DIR}/venv)
+run(${WORK_DIR}/venv/bin/pip install --quiet --no-index ${SOURCE})
+run(${WORK_DIR}/venv/bin/python -c "import lumcore, os, pickle
+here = os.path.dirname(lumcore.__file__)
+assert here.startswith('${WORK_DIR}/venv'), here
+assert lumcore.library_path.startswith(here), lumcore.library_path
+v = lumcore.Variant([[1, 2], [3, 4]])
+assert pickle.loads(pickle.dumps(v, protocol=5)) == v and v[1, -1] == 4")
+message(STATUS "pip installed lumcore into a fresh venv; it runs on the library it carries")

@@ -1,5 +1,6 @@
-"""Variants handed to NumPy and back with no copy: both DLPack forms and
-NumPy's array interface, who keeps whom alive, and deleters run once."""
+"""Variants handed to NumPy and back with no copy: both DLPack forms, the
+buffer protocol, who keeps whom alive, deleters that run once, and refused
+handovers that leak nothing."""
 
 import ctypes
 import gc
@@ -7,7 +8,6 @@ import unittest
 import weakref
 
 import lumcore
-from lumcore import _dlpack, _flat
 
 try:
     import numpy
@@ -26,7 +26,23 @@ PAIRS = {"complex" + word[0].upper() + word[1:]: word
 
 
 def data_of(variant):
-    return variant.__array_interface__["data"][0]
+    return numpy.asarray(variant).ctypes.data if variant.type in DIRECT else None
+
+
+class DLTensor(ctypes.Structure):
+    _fields_ = [("data", ctypes.c_void_p), ("device", ctypes.c_int32 * 2), ("ndim", ctypes.c_int32),
+                ("dtype", ctypes.c_uint8 * 4), ("shape", ctypes.POINTER(ctypes.c_int64)),
+                ("strides", ctypes.POINTER(ctypes.c_int64)), ("byte_offset", ctypes.c_uint64)]
+
+
+class DLManagedTensor(ctypes.Structure):
+    pass
+
+
+DELETER = ctypes.CFUNCTYPE(None, ctypes.POINTER(DLManagedTensor))
+DLManagedTensor._fields_ = [("dl_tensor", DLTensor), ("manager_ctx", ctypes.c_void_p), ("deleter", DELETER)]
+_new_capsule = ctypes.pythonapi.PyCapsule_New
+_new_capsule.restype, _new_capsule.argtypes = ctypes.py_object, [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_void_p]
 
 
 def sample(word, ordering="RowMajor"):
@@ -42,22 +58,22 @@ class Producer:
         self.deleted = 0
         self.shape = (ctypes.c_int64 * array.ndim)(*array.shape)
         self.strides = (ctypes.c_int64 * array.ndim)(*(s // array.itemsize for s in array.strides))
-        self.managed = _flat.DLManagedTensor()
+        self.managed = DLManagedTensor()
         tensor = self.managed.dl_tensor
         tensor.data = array.ctypes.data
-        tensor.device = _flat.DLDevice(1, 0)
+        tensor.device[:] = (1, 0)
         tensor.ndim = array.ndim
-        tensor.dtype = _flat.DLDataType(code, bits, 1)
+        tensor.dtype[:] = (code, bits, 1, 0)
         tensor.shape = self.shape
         tensor.strides = self.strides
-        self._deleter = _flat.DLManagedTensor._fields_[2][1](self._delete)
+        self._deleter = DELETER(self._delete)
         self.managed.deleter = self._deleter
 
     def _delete(self, _):
         self.deleted += 1
 
     def capsule(self):
-        return _dlpack.make_capsule(ctypes.addressof(self.managed), _dlpack.PLAIN)
+        return _new_capsule(ctypes.addressof(self.managed), b"dltensor", None)
 
 
 class OwnCapsules(unittest.TestCase):
@@ -77,24 +93,18 @@ class OwnCapsules(unittest.TestCase):
                                     lumcore.from_dlpack(capsule)
                                 continue
                             back = lumcore.from_dlpack(capsule)
-                            self.assertEqual((back.dtype, back.shape), (PAIRS[word], (2, 3, 2)))
+                            self.assertEqual((back.type, back.shape), (PAIRS[word], (2, 3, 2)))
                             self.assertEqual(back.tolist(), [[[x, 0] for x in row] for row in v.tolist()])
                         else:
                             back = lumcore.from_dlpack(capsule)
                             self.assertTrue(back.identical(v))
-                        self.assertEqual(data_of(back), data_of(v))
+                        if numpy is not None and word in DIRECT:
+                            self.assertEqual(data_of(back), data_of(v))
 
     def test_a_scalar_goes_without_dimensions_and_comes_back_a_scalar(self):
         v = lumcore.Variant(2.5)
         back = lumcore.from_dlpack(v.__dlpack__(max_version=(1, 0)))
         self.assertTrue(back.is_scalar and back.identical(v))
-
-    def test_an_array_without_dimensions_holds_nothing(self):
-        empty = lumcore.Variant([1.5]).reshape(())
-        self.assertEqual((empty.is_scalar, empty.shape, empty.size, empty.tolist()), (False, (0,), 0, []))
-        self.assertEqual(lumcore.from_dlpack(empty.__dlpack__()).shape, (0,))
-        if numpy is not None:
-            self.assertEqual(numpy.asarray(empty).shape, (0,))
 
     def test_only_cpu_and_no_stream(self):
         v = sample("double")
@@ -105,7 +115,8 @@ class OwnCapsules(unittest.TestCase):
             v.__dlpack__(stream=1)
         copied = lumcore.from_dlpack(v.__dlpack__(copy=True))
         self.assertTrue(copied.identical(v))
-        self.assertNotEqual(data_of(copied), data_of(v))
+        if numpy is not None:
+            self.assertNotEqual(data_of(copied), data_of(v))
 
     def test_refused_types_say_why(self):
         for value, word in [(["a"], "string"), ([True], "complexBool"), (None, "unknown")]:
@@ -121,22 +132,18 @@ class OwnCapsules(unittest.TestCase):
 @unittest.skipIf(numpy is None, "NumPy is not installed")
 class WithNumpy(unittest.TestCase):
     def test_numpy_reads_every_mappable_type_in_place(self):
-        for word in list(DIRECT) + list(PAIRS):
+        for word in DIRECT:
             for ordering in ("RowMajor", "ColumnMajor"):
                 v = sample(word, ordering)
-                expected = numpy.array(v.tolist())
-                if word in PAIRS:
-                    expected = numpy.stack([expected.real, expected.imag], axis=-1)
-                expected = expected.astype(DIRECT[PAIRS.get(word, word)])
+                expected = numpy.array(v.tolist()).astype(DIRECT[word])
                 with self.subTest(type=word, ordering=ordering):
                     seen = numpy.asarray(v)
                     self.assertEqual(seen.dtype, expected.dtype)
                     self.assertTrue(numpy.array_equal(seen, expected))
-                    self.assertEqual(seen.ctypes.data, data_of(v))
+                    self.assertEqual((memoryview(v).readonly, memoryview(v).shape), (True, expected.shape))
                     self.assertFalse(seen.flags.writeable)
-                    self.assertTrue(lumcore.Variant(seen).equivalent(v if word not in PAIRS else lumcore.Variant(
-                        expected.tolist()).convert(PAIRS[word])))
-                    if ordering == "ColumnMajor" and word not in PAIRS:
+                    self.assertEqual(lumcore.Variant(seen), v)
+                    if ordering == "ColumnMajor":
                         self.assertTrue(seen.flags.f_contiguous)
                     if word == "bool":
                         continue  # NumPy 1.24 reads no bool tensors
@@ -158,15 +165,44 @@ class WithNumpy(unittest.TestCase):
                     # And out again, still the same memory.
                     self.assertTrue(numpy.shares_memory(numpy.from_dlpack(v), array))
 
-    def test_what_cannot_be_read_in_place_is_refused(self):
+    def test_what_cannot_be_shared_is_copied_on_request(self):
+        strided = numpy.arange(16.0).reshape(4, 4)[:, ::2]
+        with self.assertRaisesRegex(BufferError, "Only DLPack tensors with row-major or column-major strides can be "
+                                                 "imported. \\(with copy=True, from_dlpack copies instead\\)"):
+            lumcore.from_dlpack(strided, copy=False)
+        read_only = numpy.arange(3.0)
+        read_only.flags.writeable = False
+        with self.assertRaisesRegex(BufferError, "readonly"):
+            lumcore.from_dlpack(read_only, copy=False)
+        for producer in (strided, read_only):
+            for copy in (None, True):
+                v = lumcore.from_dlpack(producer, copy=copy)
+                self.assertEqual(v.tolist(), producer.tolist())
+                self.assertFalse(numpy.shares_memory(numpy.asarray(v), producer))
+        shared = numpy.arange(3.0)
+        self.assertTrue(numpy.shares_memory(numpy.asarray(lumcore.from_dlpack(shared)), shared))
+        self.assertFalse(numpy.shares_memory(numpy.asarray(lumcore.from_dlpack(shared, copy=True)), shared))
         with self.assertRaises(ValueError) as caught:
-            lumcore.from_dlpack(numpy.zeros((4, 4))[:, ::2])
-        self.assertEqual(str(caught.exception),
-                         "Only DLPack tensors with row-major or column-major strides can be imported.")
-        with self.assertRaises(ValueError) as caught:
-            lumcore.from_dlpack(numpy.zeros(3, dtype=numpy.float16))
+            lumcore.from_dlpack(numpy.zeros(3, dtype=numpy.float16).__dlpack__())
         self.assertEqual(str(caught.exception), "No element type has the DLPack data type of code 2, 16 bits and 1 lanes.")
         self.assertEqual(caught.exception.word, "invalid_argument")
+
+    def test_refused_handovers_leak_nothing(self):
+        def resident_bytes():
+            with open("/proc/self/statm") as statm:
+                return int(statm.read().split()[1]) * 4096
+        flags = numpy.ones(1_000_000, dtype=bool)
+        for _ in range(20):
+            with self.assertRaises((BufferError, TypeError, RuntimeError)):
+                numpy.from_dlpack(lumcore.Variant(flags))  # NumPy 1.24 reads no bool tensors
+        before = resident_bytes()
+        for _ in range(200):  # a leak of each refused array would be 200 MB
+            try:
+                numpy.from_dlpack(lumcore.Variant(flags))
+            except (BufferError, TypeError, RuntimeError) as refused:
+                self.assertIsNone(refused.__context__)
+        gc.collect()
+        self.assertLess(resident_bytes() - before, 16 << 20)
 
     def test_a_numpy_view_keeps_the_variant_alive(self):
         for make_view in (numpy.asarray, numpy.from_dlpack):
@@ -208,16 +244,12 @@ class WithNumpy(unittest.TestCase):
         gc.collect()
         self.assertEqual(producer.deleted, 1)
 
-        # A refused tensor stays the producer's, and its capsule's.
+        # A refused tensor stays the producer's.
         producer = Producer(array, 2, 16)
         capsule = producer.capsule()
         with self.assertRaises(ValueError):
             lumcore.from_dlpack(capsule)
         self.assertEqual(producer.deleted, 0)
-        del capsule
-        gc.collect()
-        self.assertEqual(producer.deleted, 1)
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -1,0 +1,131 @@
+// The compiled core of the lumcore Python module. It is a client of the
+// library like any other module built apart: it includes the C headers only
+// and reaches every value through the flat functions.
+#pragma once
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include <cstdint>
+
+#include "LumCore/c/DLPackTensor.h"
+#include "LumCore/c/LumCoreFlat.h"
+
+namespace lumpy {
+
+// NumPy's limit, so that every array NumPy hands over fits.
+constexpr int kMaxDims = 32;
+
+// A Variant is immutable: what Python asks of it most (shape, type, where
+// its elements are) is read from the library once, when it is made.
+struct Variant {
+    PyObject_HEAD
+    ZVariantData* handle;
+    const char* data;        // the stored elements; null for the null variant
+    PyObject* shapeTuple;    // made on first use
+    PyObject* weakrefs;
+    Py_hash_t hash;          // -1 until asked
+    Py_ssize_t size;         // number of elements
+    Py_ssize_t itemsize;     // bytes of one element; 0 for text and times
+    ZWellKnownType type;
+    ZDataOrdering ordering;
+    bool scalar;             // a scalar (Python shape ()), not an array of one
+    int ndim;
+    Py_ssize_t shape[kMaxDims];
+    Py_ssize_t steps[kMaxDims];  // in elements
+};
+
+extern PyTypeObject VariantType;
+
+inline bool isVariant(PyObject* o) { return PyObject_TypeCheck(o, &VariantType); }
+
+// ---- Failures -------------------------------------------------------------
+
+// Raises the Python exception of a failed flat call and returns null.
+PyObject* raiseRecord(const ErrorRecord& record);
+
+// The record of flat calls; ok() raises (once) when a call failed.
+struct Record {
+    ErrorRecord r;
+    bool raised = false;
+    Record() { r.typeName = nullptr; r.message[0] = '\0'; }
+    ErrorRecord* operator&() { return &r; }
+    [[nodiscard]] bool ok()
+    {
+        if (r.typeName != nullptr && !raised) {
+            raised = true;
+            raiseRecord(r);
+        }
+        return r.typeName == nullptr;
+    }
+};
+
+// ---- Element types ----------------------------------------------------------
+
+// The word of a type code, or null when the code is not in the list.
+const char* typeWord(ZWellKnownType code);
+// The code named by a word or a NumPy dtype (or anything numpy.dtype takes);
+// -1 with a ValueError that lists the words.
+int typeCodeOf(PyObject* named);
+// Bytes of one part of an element (of both parts for complex types): 0 for
+// text, times and unknown codes.
+Py_ssize_t itemSizeOf(ZWellKnownType code);
+// The buffer protocol's format of a type NumPy holds, or null.
+const char* bufferFormatOf(ZWellKnownType code);
+// The code of a buffer format, or 0.
+ZWellKnownType typeOfBufferFormat(const char* format, Py_ssize_t itemsize);
+// "RowMajor"/"ColumnMajor" (or NumPy's "C"/"F"); -1 with a ValueError.
+int orderingOf(PyObject* named);
+int modeOf(PyObject* named);
+extern const char* const kOrderingWords[2];
+extern const char* const kModeWords[3];
+// numpy, or None when it is not installed; a borrowed reference.
+PyObject* numpyOrNone();
+
+// ---- Variants ----------------------------------------------------------------
+
+// A new Variant over `handle`, which it takes over (released on failure).
+PyObject* wrap(ZVariantData* handle);
+// A share of the handle of a Variant, or a new handle for anything else
+// the constructor takes; null with an exception.
+ZVariantData* handleFrom(PyObject* value);
+// The handle built from a Python value: numbers, text, nested lists, and
+// objects with the buffer protocol.
+ZVariantData* buildHandle(PyObject* value);
+
+// The element at storage position `at`, as a Python object.
+PyObject* readElement(Variant* v, Py_ssize_t at);
+// The storage position of the logical multi-index `index`.
+inline Py_ssize_t storageOffset(const Variant* v, const Py_ssize_t* index)
+{
+    Py_ssize_t at = 0;
+    for (int d = 0; d < v->ndim; ++d) {
+        at += index[d] * v->steps[d];
+    }
+    return at;
+}
+PyObject* toList(Variant* v);
+PyObject* subscript(PyObject* self, PyObject* key);
+
+// What the constructor does not read itself (NumPy's text and object
+// arrays, masked arrays) goes to a hook of the Python layer, which answers
+// with nested lists or raises.
+PyObject* callInputHook(PyObject* value);
+bool isString(PyObject* o);
+PyObject* textOfString(PyObject* o);
+
+// ---- Exchange ----------------------------------------------------------------
+
+PyObject* dlpackCapsule(Variant* v, bool versioned);
+ZVariantData* importCapsule(PyObject* capsule);
+// The elements of a Variant of a type NumPy holds, seen in another shape and
+// ordering, with no copy.
+PyObject* reshapedView(Variant* v, const Py_ssize_t* shape, int ndim, ZDataOrdering ordering);
+// A variant over the memory of a buffer exporter, which it keeps until its
+// last share goes; copies when the memory does not suit the library.
+ZVariantData* handleOverBuffer(PyObject* exporter, ZWellKnownType type, const Py_ssize_t* shape, int ndim,
+                               ZDataOrdering ordering, bool scalar);
+// A copy of what a buffer exporter holds, of any layout.
+ZVariantData* copyOfBuffer(PyObject* exporter, Py_buffer* view);
+
+}  // namespace lumpy
