@@ -1,7 +1,9 @@
 // The flat DLPack functions: variants out as managed tensors that hold a
 // share, tensors in as variants over the producer's memory.
+#include <algorithm>
 #include <complex>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -144,7 +146,19 @@ template <class Managed>
 struct ExportedTensor {
     Managed managed{};
     const IVariantData* share = nullptr;
-    std::vector<std::int64_t> shapeAndStrides;
+    // Extents and strides: in the block for arrays of a few dimensions, so
+    // that a handover makes one allocation.
+    std::int64_t fewExtents[2 * 8 + 2] = {};
+    std::vector<std::int64_t> moreExtents;
+
+    std::int64_t* shapeAndStrides(std::size_t ndim)
+    {
+        if (2 * ndim + 2 <= std::size(fewExtents)) {
+            return fewExtents;
+        }
+        moreExtents.assign(2 * ndim + 2, 0);
+        return moreExtents.data();
+    }
 
     ExportedTensor() = default;
     ExportedTensor(const ExportedTensor&) = delete;
@@ -182,25 +196,22 @@ Managed* exportTensor(ZVariantData* handle, bool& copied)
     }
     // A scalar has no dimensions, and an array without any (which holds
     // nothing) one of 0; a pair of parts has one more.
-    std::vector<std::size_t> extents;
-    if (!source.isScalarStorage()) {
-        extents.assign(sourceDims.begin(), sourceDims.end());
-        if (extents.empty()) {
-            extents.push_back(0);
-        }
-    }
-    const std::size_t ndim = extents.size() + (element.pairs ? 1 : 0);
+    const bool scalar = source.isScalarStorage();
+    const std::size_t rank = scalar ? 0 : std::max<std::size_t>(sourceDims.size(), 1);
+    const std::size_t ndim = rank + (element.pairs ? 1 : 0);
 
     auto exported = std::make_unique<ExportedTensor<Managed>>();
-    exported->shapeAndStrides.assign(2 * ndim + 2, 0);
-    std::int64_t* shape = exported->shapeAndStrides.data();
+    std::int64_t* shape = exported->shapeAndStrides(ndim);
     std::int64_t* strides = shape + ndim + 1;
     // Strides in elements of the exported type, of which a pair takes two.
-    const std::uint64_t unit = element.pairs ? 2 : 1;
     const bool rowMajor = source.dataOrdering() == DataOrdering::RowMajor;
-    for (std::size_t i = 0; i < extents.size(); ++i) {
-        shape[i] = asExtent(extents[i]);
-        strides[i] = static_cast<std::int64_t>(unit * denseStride(i, extents, rowMajor));
+    std::uint64_t step = element.pairs ? 2 : 1;
+    for (std::size_t k = 0; k < rank; ++k) {
+        const std::size_t i = rowMajor ? rank - 1 - k : k;
+        const std::uint64_t extent = sourceDims.size() == 0 ? 0 : sourceDims[i];
+        shape[i] = asExtent(extent);
+        strides[i] = static_cast<std::int64_t>(step);
+        step *= extent;
     }
     if (element.pairs) {
         shape[ndim - 1] = 2;

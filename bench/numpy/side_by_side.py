@@ -2,12 +2,13 @@
 """LumCore beside NumPy, as a Python user meets both, in one process.
 
 Each row times one whole operation three ways, interleaved so that all three
-see the same machine state: LumCore through ctypes, NumPy doing the same, and
-the limit, a copy of the result's bytes into memory already mapped. Printed
+see the same machine state: LumCore (the lumcore module, or the flat
+functions through ctypes for the kernels), NumPy doing the same, and the
+limit, a copy of the result's bytes into memory already mapped. Printed
 are the medians and two ratios of speed (above 1: LumCore is faster).
 
-    /usr/bin/python3 bench/numpy/side_by_side.py --lumcore build/release/libLumCore.so \\
-        --helper build/release/bench/liblumcore_numpy_bench_helper.so
+    PYTHONPATH=build/release/python /usr/bin/python3 bench/numpy/side_by_side.py \\
+        --lumcore build/release/libLumCore.so --helper build/release/bench/liblumcore_numpy_bench_helper.so
 
 NumPy comes from Debian's python3-numpy, which Debian's /usr/bin/python3
 sees; without it the benchmark says so and is skipped.
@@ -46,15 +47,16 @@ def median_seconds(call, repeats, inner=1):
 
 def measure(row, repeats):
     # Warm each side once, then interleave so that all three share the state.
-    row.lumcore(), row.numpy(), row.limit()
+    limit_call = row.limit or (lambda: None)
+    row.lumcore(), row.numpy(), limit_call()
     if row.check is not None and not row.check():
         raise SystemExit(f"{row.name}: LumCore's result differs from NumPy's")
     lum, peer, limit = [], [], []
     for _ in range(repeats):
         lum.append(median_seconds(row.lumcore, 1, row.inner))
         peer.append(median_seconds(row.numpy, 1, row.inner))
-        limit.append(median_seconds(row.limit, 1, row.inner))
-    return statistics.median(lum), statistics.median(peer), statistics.median(limit)
+        limit.append(median_seconds(limit_call, 1, row.inner) if row.limit else None)
+    return statistics.median(lum), statistics.median(peer), statistics.median(limit) if row.limit else None
 
 
 def warm_copy(np, nbytes):
@@ -220,6 +222,45 @@ def exchange_rows(np, lumcore):
     return rows
 
 
+def module_rows(np, lumcore):
+    """The module as a Python user meets it, call by call, beside the same
+    call on a NumPy array. Rows of one element or one attribute have no
+    limit worth the name; the others are bounded by a copy of their bytes."""
+    import pickle
+    vector, grid = np.arange(1000.0), np.arange(1000.0).reshape(20, 50)
+    v, g = lumcore.Variant(vector), lumcore.Variant(grid)
+    floats = vector.tolist()
+    large = np.arange(100_000.0)
+    large_v = lumcore.Variant(large)
+    huge = np.arange(16 << 20, dtype=np.float64)
+    huge_v = lumcore.Variant(huge)
+
+    def round_trip(value):
+        buffers = []
+        return pickle.loads(pickle.dumps(value, protocol=5, buffer_callback=buffers.append), buffers=buffers)
+
+    return [
+        Row("v[i], 1 Ki double", lambda: v[500], lambda: vector[500], None,
+            check=lambda: v[500] == vector[500], inner=5000),
+        Row("v[i, j], 20 x 50 double", lambda: g[7, 30], lambda: grid[7, 30], None,
+            check=lambda: g[7, 30] == grid[7, 30], inner=5000),
+        Row("len(v)", lambda: len(v), lambda: len(vector), None, inner=5000),
+        Row("v.shape", lambda: g.shape, lambda: grid.shape, None, check=lambda: g.shape == grid.shape, inner=5000),
+        Row("Variant from a list of 1 Ki float", lambda: lumcore.Variant(floats), lambda: np.array(floats),
+            warm_copy(np, 8 << 10), check=lambda: lumcore.Variant(floats).tolist() == floats, inner=200),
+        Row("tolist(), 100 Ki double", lambda: large_v.tolist(), lambda: large.tolist(), warm_copy(np, 800_000),
+            check=lambda: large_v.tolist() == large.tolist(), inner=3),
+        Row("convert 1 Ki double to float (Cast)", lambda: v.astype("float"), lambda: vector.astype(np.float32),
+            warm_copy(np, 4 << 10), check=lambda: np.array_equal(np.asarray(v.astype("float")),
+                                                               vector.astype(np.float32)), inner=500),
+        Row("pickle round trip, 16 Mi double, out of band", lambda: round_trip(huge_v), lambda: round_trip(huge),
+            warm_copy(np, 128 << 20), check=lambda: round_trip(huge_v) == huge_v, inner=20),
+        Row("pickle round trip, 16 Mi double, in band", lambda: pickle.loads(pickle.dumps(huge_v, protocol=5)),
+            lambda: pickle.loads(pickle.dumps(huge, protocol=5)), warm_copy(np, 128 << 20),
+            check=lambda: pickle.loads(pickle.dumps(huge_v, protocol=5)) == huge_v),
+    ]
+
+
 def load_helper(path):
     helper = ctypes.CDLL(path)
     size = ctypes.c_size_t
@@ -253,17 +294,16 @@ def main():
     # The library first, with its symbols global, so that the helper binds to it.
     flat = Flat(args.lumcore)
     helper = load_helper(args.helper)
-    # The Python module over the same library.
-    os.environ["LUMCORE_LIBRARY"] = args.lumcore
-    sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "python"))
+    # The Python module this build gathered (PYTHONPATH), on the same library.
     import lumcore
 
     print(f"NumPy {np.__version__}, Python {sys.version.split()[0]}, medians of {args.repeats}")
     print(f"{'case':44} {'LumCore':>10} {'NumPy':>10} {'limit':>10} {'vs NumPy':>9} {'vs limit':>9}")
-    for row in large_array_rows(np, flat) + slice_rows(np, helper) + exchange_rows(np, lumcore):
+    rows = module_rows(np, lumcore) + exchange_rows(np, lumcore) + large_array_rows(np, flat) + slice_rows(np, helper)
+    for row in rows:
         lum, peer, limit = measure(row, args.repeats)
-        print(f"{row.name:44} {duration(lum)} {duration(peer)} {duration(limit)} "
-              f"{peer / lum:8.2f}x {limit / lum:8.2f}x")
+        print(f"{row.name:44} {duration(lum)} {duration(peer)} {duration(limit) if limit else '         -'} "
+              f"{peer / lum:8.2f}x {f'{limit / lum:8.2f}x' if limit else '        -'}")
     return 0
 
 

@@ -653,14 +653,28 @@ PyObject* withOther(PyObject* o, PyObject* args, bool identical)
 PyObject* equivalent(PyObject* o, PyObject* args) { return withOther(o, args, false); }
 PyObject* identical(PyObject* o, PyObject* args) { return withOther(o, args, true); }
 
-PyObject* dlpack(PyObject* o, PyObject* args, PyObject* kwargs)
+// NumPy calls this for every handover, so its keywords are read by hand
+// (fast call, no parsing of a format).
+PyObject* dlpack(PyObject* o, PyObject* const* args, Py_ssize_t count, PyObject* names)
 {
-    static const char* kKeywords[] = {"stream", "max_version", "dl_device", "copy", nullptr};
-    PyObject *stream = Py_None, *maxVersion = Py_None, *device = Py_None, *copy = Py_None;
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|$OOOO:__dlpack__", const_cast<char**>(kKeywords), &stream,
-                                     &maxVersion, &device, &copy)) {
-        return nullptr;
+    static const char* const kKeywords[] = {"stream", "max_version", "dl_device", "copy"};
+    PyObject* given[4] = {Py_None, Py_None, Py_None, Py_None};
+    const Py_ssize_t named = names == nullptr ? 0 : PyTuple_GET_SIZE(names);
+    if (PyVectorcall_NARGS(count) != 0) {
+        return PyErr_Format(PyExc_TypeError, "__dlpack__() takes keyword arguments only");
     }
+    for (Py_ssize_t k = 0; k < named; ++k) {
+        int slot = 0;
+        while (slot < 4 && PyUnicode_CompareWithASCIIString(PyTuple_GET_ITEM(names, k), kKeywords[slot]) != 0) {
+            ++slot;
+        }
+        if (slot == 4) {
+            return PyErr_Format(PyExc_TypeError, "__dlpack__() got an unexpected keyword argument %R",
+                                PyTuple_GET_ITEM(names, k));
+        }
+        given[slot] = args[k];
+    }
+    PyObject *stream = given[0], *maxVersion = given[1], *device = given[2], *copy = given[3];
     if (stream != Py_None && !(PyLong_Check(stream) && PyLong_AsLong(stream) == -1)) {
         PyErr_SetString(PyExc_BufferError, "a Variant lives in CPU memory and takes no stream");
         return nullptr;
@@ -693,7 +707,11 @@ PyObject* dlpack(PyObject* o, PyObject* args, PyObject* kwargs)
     return capsule;
 }
 
-PyObject* dlpackDevice(PyObject*, PyObject*) { return Py_BuildValue("(ii)", ZDLDeviceType_CPU, 0); }
+PyObject* dlpackDevice(PyObject*, PyObject*)
+{
+    static PyObject* cpu = Py_BuildValue("(ii)", ZDLDeviceType_CPU, 0);
+    return Py_XNewRef(cpu);
+}
 
 // pickle: numeric arrays as their buffer (out of band with protocol 5 and
 // a buffer_callback), everything else as the library's CBOR.
@@ -809,7 +827,7 @@ PyMethodDef kMethods[] = {
     {"equivalent", equivalent, METH_VARARGS, "equivalent(other, mode='Lossless'): the same numbers across types and orderings."},
     {"identical", identical, METH_VARARGS, "identical(other): the same type, shape, ordering and elements."},
     {"__array__", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(asArray)), METH_VARARGS | METH_KEYWORDS, nullptr},
-    {"__dlpack__", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(dlpack)), METH_VARARGS | METH_KEYWORDS,
+    {"__dlpack__", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(dlpack)), METH_FASTCALL | METH_KEYWORDS,
      "A DLPack capsule over the elements: versioned and marked read-only when max_version allows."},
     {"__dlpack_device__", dlpackDevice, METH_NOARGS, nullptr},
     {"__reduce_ex__", reduceEx, METH_O, nullptr},
