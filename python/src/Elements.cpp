@@ -82,13 +82,11 @@ PyObject* readElement(Variant* v, Py_ssize_t at)
     case ZWellKnownType_complexFloat: return PyComplex_FromDoubles(load<float>(p), load<float>(p + 4));
     case ZWellKnownType_string: return readText(v->handle, at);
     case ZWellKnownType_duration:
-    case ZWellKnownType_timePoint: {
-        ZVariantData* text = asText(v);
-        PyObject* element = text == nullptr ? nullptr : readText(text, at);
-        Record record;
-        ZVariantData_C_API_destruct(&record, text);
-        return element;
-    }
+    case ZWellKnownType_timePoint:
+        if (v->textForm == nullptr) {
+            v->textForm = asText(v);  // once: the elements never change
+        }
+        return v->textForm == nullptr ? nullptr : readText(v->textForm, at);
     default:
         if (v->itemsize > 0) {  // the integer and boolean complex types
             const auto part = static_cast<ZWellKnownType>(v->type & 0x7FFF);
@@ -124,12 +122,6 @@ PyObject* toList(Variant* v)
 {
     if (v->type == 0) {
         Py_RETURN_NONE;
-    }
-    if (v->type == ZWellKnownType_duration || v->type == ZWellKnownType_timePoint) {
-        PyObject* text = wrap(asText(v));
-        PyObject* list = text == nullptr ? nullptr : toList(reinterpret_cast<Variant*>(text));
-        Py_XDECREF(text);
-        return list;
     }
     return nestedList(v, 0, 0);
 }
@@ -467,7 +459,7 @@ ZVariantData* buildHandle(PyObject* value)
         Py_buffer view;
         if (PyObject_GetBuffer(value, &view, PyBUF_RECORDS_RO) == 0) {
             if (typeOfBufferFormat(view.format, view.itemsize) != 0) {
-                ZVariantData* handle = copyOfBuffer(value, &view);
+                ZVariantData* handle = copyOfBuffer(&view);
                 PyBuffer_Release(&view);
                 return handle;
             }

@@ -202,7 +202,7 @@ ZVariantData* handleOverBuffer(PyObject* exporter, ZWellKnownType type, const Py
     return importHeld(held);
 }
 
-ZVariantData* copyOfBuffer(PyObject*, Py_buffer* view)
+ZVariantData* copyOfBuffer(Py_buffer* view)
 {
     const ZWellKnownType type = typeOfBufferFormat(view->format, view->itemsize);
     Record record;

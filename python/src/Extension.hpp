@@ -24,6 +24,7 @@ struct Variant {
     const char* data;        // the stored elements; null for the null variant
     PyObject* shapeTuple;    // made on first use
     PyObject* weakrefs;
+    ZVariantData* textForm;  // durations and time points as text, made on first read
     Py_hash_t hash;          // -1 until asked
     Py_ssize_t size;         // number of elements
     Py_ssize_t itemsize;     // bytes of one element; 0 for text and times
@@ -126,6 +127,6 @@ PyObject* reshapedView(Variant* v, const Py_ssize_t* shape, int ndim, ZDataOrder
 ZVariantData* handleOverBuffer(PyObject* exporter, ZWellKnownType type, const Py_ssize_t* shape, int ndim,
                                ZDataOrdering ordering, bool scalar);
 // A copy of what a buffer exporter holds, of any layout.
-ZVariantData* copyOfBuffer(PyObject* exporter, Py_buffer* view);
+ZVariantData* copyOfBuffer(Py_buffer* view);
 
 }  // namespace lumpy

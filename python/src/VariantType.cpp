@@ -33,6 +33,7 @@ PyObject* wrap(ZVariantData* handle)
     v->handle = handle;
     v->shapeTuple = nullptr;
     v->weakrefs = nullptr;
+    v->textForm = nullptr;
     v->hash = -1;
     v->data = nullptr;
     Record record;
@@ -138,6 +139,7 @@ void variantDealloc(PyObject* o)
         PyObject_ClearWeakRefs(o);
     }
     releaseHandle(v->handle);
+    releaseHandle(v->textForm);
     Py_XDECREF(v->shapeTuple);
     Py_TYPE(o)->tp_free(o);
 }
@@ -486,16 +488,6 @@ PyObject* item(PyObject* o, PyObject*)
     if (v->size != 1) {
         return PyErr_Format(PyExc_ValueError, "can only convert an array of size 1 to a Python scalar");
     }
-    if (v->type == ZWellKnownType_duration || v->type == ZWellKnownType_timePoint) {
-        PyObject* list = toList(v);
-        PyObject* one = list == nullptr || !PyList_Check(list) ? Py_XNewRef(list) : nullptr;
-        for (PyObject* inner = list; one == nullptr && inner != nullptr;) {
-            inner = PyList_GET_ITEM(inner, 0);
-            one = PyList_Check(inner) ? nullptr : Py_NewRef(inner);
-        }
-        Py_XDECREF(list);
-        return one;
-    }
     return readElement(v, 0);
 }
 
@@ -544,13 +536,12 @@ int requestedShape(Variant* v, PyObject* shape, Py_ssize_t* extents)
     int result = int(ndim);
     for (Py_ssize_t d = 0; result >= 0 && d < ndim; ++d) {
         PyObject* item = PyTuple_GET_ITEM(list, d);
-        const Py_ssize_t extent = PyFloat_Check(item) ? -2 : PyNumber_AsSsize_t(item, PyExc_ValueError);
+        // PyNumber_AsSsize_t raises the TypeError of a float itself.
+        const Py_ssize_t extent = ndim > kMaxDims ? 0 : PyNumber_AsSsize_t(item, PyExc_ValueError);
         if (ndim > kMaxDims) {
             PyErr_Format(PyExc_ValueError, "maximum supported dimension for an ndarray is %d, found %zd", kMaxDims, ndim);
-        } else if (extent == -2 || (extent == -1 && PyErr_Occurred())) {
-            if (!PyErr_Occurred()) {
-                PyErr_SetString(PyExc_TypeError, "'float' object cannot be interpreted as an integer");
-            }
+        } else if (extent == -1 && PyErr_Occurred()) {
+            // as raised
         } else if (extent == -1 && unknownAxis < 0) {
             unknownAxis = d;
             extents[d] = -1;

@@ -164,7 +164,8 @@ class Operations(unittest.TestCase):
                                     ((2 ** 64,), ValueError, "cannot fit 'int' into an index-sized integer"),
                                     ((2 ** 40, 2 ** 40), ValueError, "too big"),
                                     ((2.0, 3), TypeError, "'float' object cannot be interpreted as an integer"),
-                                    ((-1, -1), ValueError, "can only specify one unknown dimension")]:
+                                    ((-1, -1), ValueError, "can only specify one unknown dimension"),
+                                    ((-2, -3), ValueError, "negative dimensions not allowed")]:
             with self.subTest(shape=shape), self.assertRaisesRegex(error, words):
                 v.reshape(shape)
 
