@@ -7,11 +7,15 @@
 #include <string_view>
 #include <vector>
 
+#include <sstream>
+
 #include "LumCore/Cbor.hpp"
+#include "LumCore/ConsoleFormatter.hpp"
 #include "LumCore/Json.hpp"
 #include "LumCore/c/PropertyTreeFlat.h"
 #include "boundary/GuardedCall.hpp"
 #include "boundary/ZStringData.hpp"
+#include "exchange/CborWriter.hpp"
 #include "exchange/DecodedNames.hpp"
 #include "exchange/DecodedTree.hpp"
 #include "exchange/Utf8.hpp"
@@ -50,6 +54,14 @@ const FPropertyNode& nullNode() noexcept
 FPropertyNodeData* owned(FPropertyNode&& node)
 {
     return reinterpret_cast<FPropertyNodeData*>(new FPropertyNode(std::move(node)));
+}
+
+ZStringData* recordOf(const std::string& text)
+{
+    ZStringData* record = ZStringData::allocate(text.size());
+    std::memcpy(record->text(), text.data(), text.size());
+    record->text()[text.size()] = '\0';
+    return record;
 }
 
 ZVariantData* shareOf(const ZVariant& value)
@@ -244,20 +256,42 @@ LUM_API FPropertyNodeData* FPropertyNodeData_C_API_decodeCbor(ErrorRecord* error
     return guardedCall(error, [&] { return owned(decodeCborTree(bytes, size)); });
 }
 
-LUM_API ZStringData* FPropertyNodeData_C_API_encodeJson(ErrorRecord* error, const FPropertyNodeData* node)
+LUM_API size_t FPropertyNodeData_C_API_encodeCborTo(ErrorRecord* error, const FPropertyNodeData* node,
+                                                    ZAllocateBytes allocate, void* context)
 {
     return guardedCall(error, [&] {
-        const std::string text = writeJson(nodeOf(node));
-        ZStringData* record = ZStringData::allocate(text.size());
-        std::memcpy(record->text(), text.data(), text.size());
-        record->text()[text.size()] = '\0';
-        return record;
+        return encodeCborInto(nodeOf(node), [&](std::size_t size) {
+            void* block = allocate(context, size);
+            if (block == nullptr) {
+                throw std::bad_alloc();
+            }
+            return static_cast<std::uint8_t*>(block);
+        });
     });
+}
+
+LUM_API ZStringData* FPropertyNodeData_C_API_encodeJson(ErrorRecord* error, const FPropertyNodeData* node)
+{
+    return guardedCall(error, [&] { return recordOf(writeJson(nodeOf(node))); });
 }
 
 LUM_API FPropertyNodeData* FPropertyNodeData_C_API_decodeJson(ErrorRecord* error, const char* text, size_t size)
 {
     return guardedCall(error, [&] { return owned(readJsonTree(std::string_view(text, size))); });
+}
+
+LUM_API ZStringData* FPropertyNodeData_C_API_consoleText(ErrorRecord* error, const FPropertyNodeData* node,
+                                                         bool outline)
+{
+    return guardedCall(error, [&] {
+        std::ostringstream text;
+        if (outline) {
+            ConsoleFormatter::serialize(nodeOf(node), text);
+        } else {
+            PrintTo(nodeOf(node), &text);
+        }
+        return recordOf(text.str());
+    });
 }
 
 }  // extern "C"

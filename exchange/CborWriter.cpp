@@ -15,6 +15,7 @@
 #include "LumCore/CustomTypeCodec.hpp"
 #include "LumCore/internal/ElementTypeDispatch.hpp"
 #include "exchange/CborTags.hpp"
+#include "exchange/CborWriter.hpp"
 #include "exchange/ExchangedArray.hpp"
 #include "exchange/Utf8.hpp"
 #include "variant/StorageInstances.hpp"
@@ -422,6 +423,12 @@ std::size_t encodeCbor(const PropertyNode& tree, void* buffer, std::size_t capac
 std::size_t encodeCbor(const FPropertyNode& tree, void* buffer, std::size_t capacity)
 {
     return encodeToBuffer(tree, buffer, capacity);
+}
+
+std::size_t Internal::encodeCborInto(const FPropertyNode& tree,
+                                     const std::function<std::uint8_t*(std::size_t)>& allocate)
+{
+    return encodeInto(tree, allocate);
 }
 
 }  // namespace Marlowen::Lum

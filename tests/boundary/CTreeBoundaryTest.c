@@ -1,5 +1,6 @@
 /* Frozen trees from C: one of every node kind built, read back node by
  * node, through CBOR and JSON and back, and each misuse in the record. */
+#include <stdlib.h>
 #include <string.h>
 
 #include "CBoundaryCheck.h"
@@ -8,7 +9,7 @@
 static int failed_with(ErrorRecord* error, const char* word, const char* message)
 {
     const int matches = error->typeName != NULL && strcmp(error->typeName, word) == 0 &&
-                        strcmp(error->message, message) == 0;
+                        (message == NULL || strcmp(error->message, message) == 0);
     error->typeName = NULL;
     return matches;
 }
@@ -78,6 +79,19 @@ static void reads_the_sample(ErrorRecord* error, const FPropertyNodeData* map)
     CHECK(error->typeName == NULL);
 }
 
+static void* last_block;
+static void* allocate_block(void* context, size_t size)
+{
+    (void)context;
+    return last_block = malloc(size);
+}
+static void* refuse_block(void* context, size_t size)
+{
+    (void)context;
+    (void)size;
+    return NULL;
+}
+
 void run_tree_checks(void)
 {
     ErrorRecord error;
@@ -97,6 +111,24 @@ void run_tree_checks(void)
     FPropertyNodeData* fromJson = FPropertyNodeData_C_API_decodeJson(
         &error, ZStringData_C_API_getConstDataPointer(&error, text), ZStringData_C_API_getLength(&error, text));
     reads_the_sample(&error, fromJson);
+
+    /* Straight into the caller's block, the same bytes; a refused block is bad_alloc. */
+    size_t size = FPropertyNodeData_C_API_encodeCborTo(&error, map, allocate_block, NULL);
+    CHECK(size == ZVariantData_C_API_dimensions(&error, bytes).data[0] &&
+          memcmp(last_block, ZVariantData_C_API_constStoredData(&error, bytes), size) == 0);
+    free(last_block);
+    CHECK(FPropertyNodeData_C_API_encodeCborTo(&error, map, refuse_block, NULL) == 0);
+    CHECK(failed_with(&error, "bad_alloc", NULL));
+
+    /* Text for people: the one-line form and the outline. */
+    ZStringData* line = FPropertyNodeData_C_API_consoleText(&error, map, false);
+    CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, line),
+                 "{{'rate', 2.5}, {'items', {<NULL>, [1, 2]}}, {'none', <NULL>}}") == 0);
+    ZStringData* outline = FPropertyNodeData_C_API_consoleText(&error, map, true);
+    CHECK(strcmp(ZStringData_C_API_getConstDataPointer(&error, outline),
+                 "|---> 'rate': 2.5\n|---> 'items': [1, 2]\n|---> 'none': ") == 0);
+    ZStringData_C_API_destruct(&error, outline);
+    ZStringData_C_API_destruct(&error, line);
 
     /* Misuse: a value asked of a map, a position past the end, children of
      * a null node, a key that is not text, text that is no JSON. */

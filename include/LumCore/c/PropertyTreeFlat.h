@@ -115,9 +115,22 @@ LUM_API const FPropertyNodeData* FPropertyNodeData_C_API_find(ErrorRecord* error
 /* The exchange forms of LumCore/Cbor.hpp and LumCore/Json.hpp. */
 LUM_API ZVariantData* FPropertyNodeData_C_API_encodeCbor(ErrorRecord* error, const FPropertyNodeData* node);
 LUM_API FPropertyNodeData* FPropertyNodeData_C_API_decodeCbor(ErrorRecord* error, const void* bytes, size_t size);
+/* The encoding written once, straight into the block `allocate(context,
+ * size)` returns, so that a caller's own buffer (a Python bytes object, a
+ * mapped file) holds it with no copy in between; returns the size, or 0
+ * with bad_alloc in the record when `allocate` gives null. */
+typedef void* (*ZAllocateBytes)(void* context, size_t size);
+LUM_API size_t FPropertyNodeData_C_API_encodeCborTo(ErrorRecord* error, const FPropertyNodeData* node,
+                                                    ZAllocateBytes allocate, void* context);
 /* Compact JSON text, as a shared string. */
 LUM_API ZStringData* FPropertyNodeData_C_API_encodeJson(ErrorRecord* error, const FPropertyNodeData* node);
 LUM_API FPropertyNodeData* FPropertyNodeData_C_API_decodeJson(ErrorRecord* error, const char* text, size_t size);
+
+/* The tree as text for people (LumCore/ConsoleFormatter.hpp): the outline
+ * of ConsoleFormatter::serialize when `outline` is true, else the one-line
+ * form of PrintTo. */
+LUM_API ZStringData* FPropertyNodeData_C_API_consoleText(ErrorRecord* error, const FPropertyNodeData* node,
+                                                         bool outline);
 
 #ifdef __cplusplus
 } /* extern "C" */
