@@ -10,6 +10,7 @@
 
 #include "LumCore/c/DLPackTensor.h"
 #include "LumCore/c/LumCoreFlat.h"
+#include "LumCore/c/PropertyTreeFlat.h"
 
 namespace lumpy {
 
@@ -87,12 +88,12 @@ PyObject* numpyOrNone();
 
 // A new Variant over `handle`, which it takes over (released on failure).
 PyObject* wrap(ZVariantData* handle);
-// A share of the handle of a Variant, or a new handle for anything else
-// the constructor takes; null with an exception.
-ZVariantData* handleFrom(PyObject* value);
-// The handle built from a Python value: numbers, text, nested lists, and
-// objects with the buffer protocol.
+// The handle built from a Python value: a share of a Variant's, or a new one
+// from numbers, text, nested lists, and objects with the buffer protocol.
 ZVariantData* buildHandle(PyObject* value);
+void releaseHandle(ZVariantData* handle);
+// Variant ==: 1, 0, or -1 with an exception.
+int variantsEqual(PyObject* a, PyObject* b);
 
 // The element at storage position `at`, as a Python object.
 PyObject* readElement(Variant* v, Py_ssize_t at);
@@ -114,6 +115,39 @@ PyObject* subscript(PyObject* self, PyObject* key);
 PyObject* callInputHook(PyObject* value);
 bool isString(PyObject* o);
 PyObject* textOfString(PyObject* o);
+
+// ---- Trees ------------------------------------------------------------------
+
+// A map or a list of a frozen tree. `node` is a view, valid while the tree
+// is held: by `owned` in the object the tree was made for, by `owner` (that
+// object) in the objects of its subtrees.
+struct Tree {
+    PyObject_HEAD
+    const FPropertyNodeData* node;
+    FPropertyNodeData* owned;
+    PyObject* owner;
+};
+
+extern PyTypeObject TreeType;      // the base of the two below
+extern PyTypeObject TreeMapType;   // a read-only Mapping
+extern PyTypeObject TreeListType;  // a read-only Sequence
+
+inline bool isTree(PyObject* o) { return PyObject_TypeCheck(o, &TreeType); }
+
+// The Python object of a tree the caller owns, which it takes over: a
+// TreeMap or TreeList, a Variant for a value, None for the null node.
+PyObject* adoptTree(FPropertyNodeData* owned);
+// A node built from dicts, lists, tuples, None, trees and whatever a Variant
+// is made from; null with an exception.
+FPropertyNodeData* treeFrom(PyObject* value);
+void releaseNode(FPropertyNodeData* node);
+
+// The module functions of the exchange forms and of pickled trees.
+PyObject* dumps(PyObject* module, PyObject* args, PyObject* keywords);
+PyObject* loads(PyObject* module, PyObject* args, PyObject* keywords);
+PyObject* treeFromCbor(PyObject* module, PyObject* args);
+// The CBOR of a node, written once, straight into a new bytes object.
+PyObject* cborBytes(const FPropertyNodeData* node);
 
 // ---- Exchange ----------------------------------------------------------------
 

@@ -405,6 +405,13 @@ PyMethodDef kModuleMethods[] = {
     {"_from_buffer", fromBuffer, METH_VARARGS, nullptr},
     {"_from_cbor", fromCbor, METH_O, nullptr},
     {"_set_input_hook", setInputHook, METH_O, nullptr},
+    {"_tree_from_cbor", treeFromCbor, METH_VARARGS, nullptr},
+    {"dumps", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(dumps)), METH_VARARGS | METH_KEYWORDS,
+     "dumps(obj, format='cbor')\n--\n\nA Variant, a Tree, or what Tree.from_python takes, as the library's CBOR "
+     "(bytes) or JSON (str)."},
+    {"loads", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(loads)), METH_VARARGS | METH_KEYWORDS,
+     "loads(data, format=None)\n--\n\nThe value of CBOR bytes or JSON text (str, or bytes with format='json'): "
+     "a TreeMap or TreeList, a Variant for a value, None for the null node."},
     {nullptr, nullptr, 0, nullptr}};
 
 PyModuleDef kModule = {PyModuleDef_HEAD_INIT, "lumcore._lumcore", "The compiled core of lumcore.", -1, kModuleMethods};
@@ -470,7 +477,8 @@ PyMODINIT_FUNC PyInit__lumcore(void)
     StringType.tp_hash = stringHash;
     StringType.tp_methods = kStringMethods;
     StringType.tp_as_sequence = &kStringSequence;
-    if (PyType_Ready(&StringType) < 0 || PyType_Ready(&VariantType) < 0) {
+    if (PyType_Ready(&StringType) < 0 || PyType_Ready(&VariantType) < 0 || PyType_Ready(&TreeType) < 0 ||
+        PyType_Ready(&TreeMapType) < 0 || PyType_Ready(&TreeListType) < 0) {
         return nullptr;
     }
     PyObject* module = PyModule_Create(&kModule);
@@ -483,6 +491,9 @@ PyMODINIT_FUNC PyInit__lumcore(void)
     }
     if (!addErrors(module) || PyModule_AddObjectRef(module, "Variant", reinterpret_cast<PyObject*>(&VariantType)) < 0 ||
         PyModule_AddObjectRef(module, "String", reinterpret_cast<PyObject*>(&StringType)) < 0 ||
+        PyModule_AddObjectRef(module, "Tree", reinterpret_cast<PyObject*>(&TreeType)) < 0 ||
+        PyModule_AddObjectRef(module, "TreeMap", reinterpret_cast<PyObject*>(&TreeMapType)) < 0 ||
+        PyModule_AddObjectRef(module, "TreeList", reinterpret_cast<PyObject*>(&TreeListType)) < 0 ||
         PyModule_AddObject(module, "TYPES", words) < 0) {
         Py_DECREF(module);
         return nullptr;

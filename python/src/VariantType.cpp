@@ -6,13 +6,13 @@
 
 namespace lumpy {
 
-namespace {
-
 void releaseHandle(ZVariantData* handle)
 {
     Record record;
     ZVariantData_C_API_destruct(&record, handle);
 }
+
+namespace {
 
 Variant* self_(PyObject* o) { return reinterpret_cast<Variant*>(o); }
 
@@ -834,6 +834,8 @@ PySequenceMethods kSequence = {};
 }  // namespace
 
 PyTypeObject VariantType = {PyVarObject_HEAD_INIT(nullptr, 0)};
+
+int variantsEqual(PyObject* a, PyObject* b) { return equal(self_(a), self_(b)); }
 
 namespace {
 struct Setup {
