@@ -58,11 +58,7 @@ struct Grid {
                                 : makeArray(reinterpret_cast<const bool*>(flags.data() + first), count, dims);
         }
         if (dims.empty()) {
-            const Number& n = numbers[first];
-            if (n.isInteger) {
-                return ZVariant(n.integer);
-            }
-            return n.isUnsigned ? ZVariant(static_cast<std::uint64_t>(n.integer)) : ZVariant(n.real);
+            return scalarOf(numbers[first]);
         }
         const bool integers = std::all_of(numbers.begin() + static_cast<std::ptrdiff_t>(first),
                                           numbers.begin() + static_cast<std::ptrdiff_t>(first + count),
@@ -81,6 +77,14 @@ struct Grid {
             array->elements()[i] = numbers[first + i].real;
         }
         return ZVariant::adoptFlatHandle(reinterpret_cast<ZVariantData*>(array.release()));
+    }
+
+    static ZVariant scalarOf(const Number& n)
+    {
+        if (n.isInteger) {
+            return ZVariant(n.integer);
+        }
+        return n.isUnsigned ? ZVariant(static_cast<std::uint64_t>(n.integer)) : ZVariant(n.real);
     }
 
     template <class T>
@@ -244,7 +248,7 @@ private:
                 fail(m_pos, "a missing ':' after a key");
             }
             ++m_pos;
-            entries.add(name, toNode(parse()));
+            entries.add(name, valueNode());
             space();
             if (m_pos != m_end && *m_pos == ',') {
                 ++m_pos;
@@ -314,6 +318,29 @@ private:
         grid.extents.insert(grid.extents.end(), inner.begin(), inner.end());
         result.isGrid = true;
         return result;
+    }
+
+    // A map's value: a leaf becomes its node at once, with no grid to
+    // gather it in (only an array's elements may form one).
+    Node valueNode()
+    {
+        space();
+        switch (m_pos == m_end ? '[' : *m_pos) {
+        case '"':
+            return Tree::value(ZVariant(ZString(string())));
+        case 't':
+        case 'f':
+            return Tree::value(ZVariant(word(*m_pos == 't' ? "true" : "false")));
+        case 'n':
+            word("null");
+            return Node();
+        case '{':
+            return object();
+        case '[':
+            return toNode(parse());  // (also where the text ends, to fail there)
+        default:
+            return Tree::value(Grid::scalarOf(number()));
+        }
     }
 
     // The `count` elements gathered so far, each a node of its own.

@@ -20,8 +20,9 @@ constexpr int kMaxDims = 32;
 // A Variant is immutable: what Python asks of it most (shape, type, where
 // its elements are) is read from the library once, when it is made.
 struct Variant {
-    PyObject_HEAD
-    ZVariantData* handle;
+    PyObject_VAR_HEAD  // ob_size: the Py_ssize_t that follow, shape then steps
+    ZVariantData* handle;    // a share of its own, or with `owner` a view
+    PyObject* owner;         // the tree that holds the value `handle` views; or null
     const char* data;        // the stored elements; null for the null variant
     PyObject* shapeTuple;    // made on first use
     PyObject* weakrefs;
@@ -33,8 +34,9 @@ struct Variant {
     ZDataOrdering ordering;
     bool scalar;             // a scalar (Python shape ()), not an array of one
     int ndim;
-    Py_ssize_t shape[kMaxDims];
-    Py_ssize_t steps[kMaxDims];  // in elements
+    Py_ssize_t* shape;       // ndim extents
+    Py_ssize_t* steps;       // ndim steps, in elements
+    Py_ssize_t extents[1];   // where both lie: the object is as long as its shape needs
 };
 
 extern PyTypeObject VariantType;
@@ -88,6 +90,9 @@ PyObject* numpyOrNone();
 
 // A new Variant over `handle`, which it takes over (released on failure).
 PyObject* wrap(ZVariantData* handle);
+// A new Variant over a value of a tree (read by describe() or in a batch of
+// children), which `owner` keeps alive: no share is taken, so a value read from a tree costs no allocation in the library.
+PyObject* wrapView(const ZPropertyChild& value, PyObject* owner);
 // The handle built from a Python value: a share of a Variant's, or a new one
 // from numbers, text, nested lists, and objects with the buffer protocol.
 ZVariantData* buildHandle(PyObject* value);

@@ -1,6 +1,9 @@
 // The tree types: a frozen tree read through the flat tree functions, a map
 // as a read-only Mapping and a list as a read-only Sequence. A value comes
 // out as a Variant and the null node as None, wherever it is.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <unordered_map>
 #include <vector>
@@ -48,11 +51,14 @@ PyObject* ownerOf(PyObject* o) { return self_(o)->owner != nullptr ? self_(o)->o
 PyObject* childObject(const ZPropertyChild& child, PyObject* owner)
 {
     switch (child.kind) {
-    case ZPropertyNodeKind_value: {
-        Record record;
-        ZVariantData* share = ZVariantData_C_API_copy(&record, child.value);
-        return record.ok() ? wrap(share) : nullptr;
-    }
+    case ZPropertyNodeKind_value:
+        if (owner != nullptr) {
+            return wrapView(child, owner);
+        } else {
+            Record record;
+            ZVariantData* share = ZVariantData_C_API_copy(&record, child.value);
+            return record.ok() ? wrap(share) : nullptr;
+        }
     case ZPropertyNodeKind_map:
     case ZPropertyNodeKind_list:
         return treeObject(child.kind, child.node, nullptr, owner);
@@ -71,6 +77,7 @@ bool describe(const FPropertyNodeData* node, ZPropertyChild& child)
     if (child.kind == ZPropertyNodeKind_value) {
         child.value = FPropertyNodeData_C_API_valueView(&record, node);
         child.type = ZVariantData_C_API_wellKnownDataType(&record, child.value);
+        child.data = ZVariantData_C_API_constStoredData(&record, child.value);
     }
     return record.ok();
 }
@@ -197,7 +204,7 @@ PyObject* subscriptTree(PyObject* o, PyObject* key)
     for (Py_ssize_t i = 0; i < length; ++i) {
         if (at.kind == ZPropertyNodeKind_value) {
             PyObject* rest = length - i == 1 ? Py_NewRef(PyTuple_GET_ITEM(key, i)) : PyTuple_GetSlice(key, i, length);
-            PyObject* variant = rest == nullptr ? nullptr : childObject(at, nullptr);
+            PyObject* variant = rest == nullptr ? nullptr : childObject(at, ownerOf(o));
             PyObject* result = variant == nullptr ? nullptr : PyObject_GetItem(variant, rest);
             Py_XDECREF(variant);
             Py_XDECREF(rest);
@@ -852,7 +859,22 @@ static void* allocateBytes(void* context, size_t size)
 {
     PyObject*& bytes = *static_cast<PyObject**>(context);
     bytes = size > size_t(PY_SSIZE_T_MAX) ? PyErr_NoMemory() : PyBytes_FromStringAndSize(nullptr, Py_ssize_t(size));
-    return bytes == nullptr ? nullptr : PyBytes_AS_STRING(bytes);
+    if (bytes == nullptr) {
+        return nullptr;
+    }
+    char* block = PyBytes_AS_STRING(bytes);
+#ifdef MADV_HUGEPAGE
+    // Untouched memory: first writes to a large block fault a page at a time
+    // unless the kernel may back it with huge pages (as NumPy asks too).
+    constexpr size_t kLarge = size_t{4} << 20;
+    const uintptr_t page = uintptr_t(sysconf(_SC_PAGESIZE));
+    const uintptr_t first = (uintptr_t(block) + page - 1) & ~(page - 1);
+    const uintptr_t end = (uintptr_t(block) + size) & ~(page - 1);
+    if (size >= kLarge && end > first) {
+        (void)madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+    }
+#endif
+    return block;
 }
 
 PyObject* cborBytes(const FPropertyNodeData* node)

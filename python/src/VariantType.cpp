@@ -1,4 +1,5 @@
 // The Variant type: Python's protocols over a flat variant handle.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -20,62 +21,90 @@ bool isNull(const Variant* v) { return v->type == 0; }
 
 }  // namespace
 
-PyObject* wrap(ZVariantData* handle)
+namespace {
+
+// The handle is released on failure unless `owner` holds it. A value read
+// in a batch of tree children comes with its type and elements known.
+PyObject* wrapWith(ZVariantData* handle, PyObject* owner, const ZPropertyChild* known)
 {
-    if (handle == nullptr) {
-        return nullptr;  // the failure is raised already
+    const auto releaseHandle = [owner](ZVariantData* unused) {
+        if (owner == nullptr) {
+            lumpy::releaseHandle(unused);
+        }
+    };
+    // What the object's size depends on is read first.
+    Record record;
+    const ZWellKnownType type = known != nullptr ? known->type : ZVariantData_C_API_wellKnownDataType(&record, handle);
+    const bool scalar = ZVariantData_C_API_isScalarStorage(&record, handle);
+    const ZArrayDimensions dims =
+        scalar ? ZArrayDimensions{nullptr, 0} : ZVariantData_C_API_dimensions(&record, handle);
+    if (!record.ok()) {
+        releaseHandle(handle);
+        return nullptr;
     }
-    Variant* v = PyObject_New(Variant, &VariantType);
+    // An array without dimensions holds nothing: shape (0,).
+    const int ndim = type == 0 || scalar ? 0 : dims.size == 0 ? 1 : int(std::min(dims.size, size_t(kMaxDims) + 1));
+    if (ndim > kMaxDims) {
+        releaseHandle(handle);
+        return PyErr_Format(PyExc_ValueError, "a Variant of %zu dimensions: Python reads at most %d", dims.size,
+                            kMaxDims);
+    }
+    Variant* v = PyObject_NewVar(Variant, &VariantType, 2 * ndim);
     if (v == nullptr) {
         releaseHandle(handle);
         return nullptr;
     }
     v->handle = handle;
+    v->owner = Py_XNewRef(owner);
     v->shapeTuple = nullptr;
     v->weakrefs = nullptr;
     v->textForm = nullptr;
     v->hash = -1;
     v->data = nullptr;
-    Record record;
-    v->type = ZVariantData_C_API_wellKnownDataType(&record, handle);
+    v->type = type;
+    v->scalar = scalar;
     v->ordering = ZVariantData_C_API_dataOrdering(&record, handle);
-    v->scalar = ZVariantData_C_API_isScalarStorage(&record, handle);
-    const ZArrayDimensions dims = ZVariantData_C_API_dimensions(&record, handle);
-    v->itemsize = itemSizeOf(v->type);
-    v->ndim = 0;
-    v->size = v->type == 0 ? 0 : 1;
-    if (record.r.typeName == nullptr && v->type != 0 && !v->scalar) {
-        if (dims.size > size_t(kMaxDims)) {
+    v->itemsize = itemSizeOf(type);
+    v->ndim = ndim;
+    v->shape = v->extents;
+    v->steps = v->extents + ndim;
+    v->size = type == 0 ? 0 : 1;
+    for (int d = 0; d < ndim; ++d) {
+        const size_t extent = dims.size == 0 ? 0 : dims.data[d];
+        if (extent > size_t(PY_SSIZE_T_MAX) || (extent != 0 && v->size > PY_SSIZE_T_MAX / Py_ssize_t(extent))) {
             Py_DECREF(v);
-            return PyErr_Format(PyExc_ValueError, "a Variant of %zu dimensions: Python reads at most %d", dims.size,
-                                kMaxDims);
+            return PyErr_Format(PyExc_OverflowError, "a Variant of more elements than Python can count");
         }
-        // An array without dimensions holds nothing: shape (0,).
-        v->ndim = dims.size == 0 ? 1 : int(dims.size);
-        for (int d = 0; d < v->ndim; ++d) {
-            const size_t extent = dims.size == 0 ? 0 : dims.data[d];
-            if (extent > size_t(PY_SSIZE_T_MAX) || (extent != 0 && v->size > PY_SSIZE_T_MAX / Py_ssize_t(extent))) {
-                Py_DECREF(v);
-                return PyErr_Format(PyExc_OverflowError, "a Variant of more elements than Python can count");
-            }
-            v->shape[d] = Py_ssize_t(extent);
-            v->size *= Py_ssize_t(extent);
-        }
-        Py_ssize_t step = 1;
-        for (int k = 0; k < v->ndim; ++k) {
-            const int d = v->ordering == ZDataOrdering_ColumnMajor ? k : v->ndim - 1 - k;
-            v->steps[d] = step;
-            step *= v->shape[d];
-        }
+        v->shape[d] = Py_ssize_t(extent);
+        v->size *= Py_ssize_t(extent);
     }
-    if (record.r.typeName == nullptr && v->size > 0) {
-        v->data = static_cast<const char*>(ZVariantData_C_API_constStoredData(&record, handle));
+    Py_ssize_t step = 1;
+    for (int k = 0; k < ndim; ++k) {
+        const int d = v->ordering == ZDataOrdering_ColumnMajor ? k : ndim - 1 - k;
+        v->steps[d] = step;
+        step *= v->shape[d];
+    }
+    if (v->size > 0) {
+        v->data = static_cast<const char*>(known != nullptr ? known->data
+                                                            : ZVariantData_C_API_constStoredData(&record, handle));
     }
     if (!record.ok()) {
         Py_DECREF(v);
         return nullptr;
     }
     return reinterpret_cast<PyObject*>(v);
+}
+
+}  // namespace
+
+PyObject* wrap(ZVariantData* handle)
+{
+    return handle == nullptr ? nullptr : wrapWith(handle, nullptr, nullptr);  // a failure is raised already
+}
+
+PyObject* wrapView(const ZPropertyChild& value, PyObject* owner)
+{
+    return wrapWith(const_cast<ZVariantData*>(value.value), owner, &value);
 }
 
 namespace {
@@ -138,7 +167,11 @@ void variantDealloc(PyObject* o)
     if (v->weakrefs != nullptr) {
         PyObject_ClearWeakRefs(o);
     }
-    releaseHandle(v->handle);
+    if (v->owner != nullptr) {
+        Py_DECREF(v->owner);
+    } else {
+        releaseHandle(v->handle);
+    }
     releaseHandle(v->textForm);
     Py_XDECREF(v->shapeTuple);
     Py_TYPE(o)->tp_free(o);
@@ -854,7 +887,8 @@ struct Setup {
                    "A scalar or n-dimensional array of one of the library's element types, immutable and shared.\n"
                    "value: a number, str, nested lists, a NumPy array (copied), anything with the buffer protocol,\n"
                    "or a Variant (shared); with dtype, converted losslessly.";
-        t.tp_basicsize = sizeof(Variant);
+        t.tp_basicsize = offsetof(Variant, extents);
+        t.tp_itemsize = sizeof(Py_ssize_t);
         t.tp_flags = Py_TPFLAGS_DEFAULT;
         t.tp_new = variantNew;
         t.tp_dealloc = variantDealloc;
