@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""The tour's Python counterpart: LumCore's variants from Python, and arrays
-handed to NumPy and back without a copy.
+"""The tour's Python counterpart: LumCore's variants from Python, a tree
+written to CBOR and JSON and read back, and arrays handed to NumPy and back
+without a copy.
 
     cmake --workflow --preset tour-python
 """
@@ -26,6 +27,18 @@ try:
     lumcore.Variant(["text"]).__dlpack__()
 except lumcore.LumCoreError as failure:
     print(f"{type(failure).__name__} ({failure.word}): {failure}")
+
+# A tree from a dict: frozen, shared, read as a Mapping and by path.
+config = lumcore.Tree.from_python({"instrument": "rig", "sensors": [{"rate": 2.5, "on": True}, {"rate": 10}],
+                                   "limits": {"low": -1, "high": 4095}})
+print("rate:", config["sensors", 0, "rate"], "low:", config["limits"].get("low"), "keys:", list(config))
+
+# Written as CBOR (bytes) and JSON (str), read back, and printed as the library's outline.
+as_cbor, as_json = lumcore.dumps(config), lumcore.dumps(config, format="json")
+print(len(as_cbor), "bytes of CBOR;", as_json)
+back = lumcore.loads(as_cbor)
+print("read back equal:", back == config, lumcore.loads(as_json) == config)
+print(back)
 
 try:
     import numpy

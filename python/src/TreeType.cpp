@@ -198,6 +198,9 @@ PyObject* subscriptTree(PyObject* o, PyObject* key)
     }
     const bool path = PyTuple_Check(key);
     const Py_ssize_t length = path ? PyTuple_GET_SIZE(key) : 1;
+    if (length == 0) {
+        return Py_NewRef(o);
+    }
     ZPropertyChild at{};
     at.node = t->node;
     at.kind = isMap(o) ? ZPropertyNodeKind_map : ZPropertyNodeKind_list;

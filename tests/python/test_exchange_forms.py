@@ -112,3 +112,60 @@ class JsonBothWays(unittest.TestCase):
 
 if __name__ == "__main__":
     unittest.main()
+
+
+@unittest.skipIf(cbor2 is None, "needs Debian's python3-cbor2")
+class DumpsAndLoads(unittest.TestCase):
+    """lumcore.dumps/loads in the module, against cbor2 and json in the same process."""
+
+    PLAIN = {"name": "rig", "rate": 2.5, "count": -3, "on": True, "none": None,
+             "sensors": [{"id": 1, "tags": ["a", "b"]}, [], {}], "big": 2 ** 63 - 1, "\u00e9": "\u00fc"}
+
+    def test_cbor_both_ways_with_cbor2(self):
+        import lumcore
+        tree = lumcore.Tree.from_python(self.PLAIN)
+        self.assertEqual(cbor2.loads(lumcore.dumps(tree)), self.PLAIN)
+        self.assertEqual(lumcore.loads(cbor2.dumps(self.PLAIN)), tree)
+        self.assertEqual(lumcore.dumps(self.PLAIN), lumcore.dumps(tree))
+        # cbor2's own tags: a float16, a big-endian typed array, a byte string.
+        self.assertEqual(lumcore.loads(cbor2.dumps(1.5, canonical=True)), lumcore.Variant(1.5, dtype="float"))
+        self.assertEqual(lumcore.loads(cbor2.dumps(CBORTag(65, b"\x00\x01\x00\x02"))), lumcore.Variant([1, 2], dtype="uint16"))
+        self.assertEqual(lumcore.loads(bytearray(cbor2.dumps(b"\x01\x02"))), lumcore.Variant([1, 2], dtype="uint8"))
+
+    def test_variants_travel_as_typed_arrays(self):
+        import lumcore
+        v = lumcore.Variant([[1.0, 2.0], [3.0, 4.0]], ordering="ColumnMajor")
+        data = lumcore.dumps(v)
+        self.assertEqual(cbor2.loads(data), CBORTag(1040, [[2, 2], typed(86, "d", [1.0, 3.0, 2.0, 4.0])]))
+        back = lumcore.loads(data)
+        self.assertEqual((back, back.ordering), (v, "ColumnMajor"))
+        self.assertEqual(lumcore.loads(lumcore.dumps(lumcore.Variant("t\u00e9xt"))), lumcore.Variant("t\u00e9xt"))
+        self.assertEqual(json.loads(lumcore.dumps(v, format="json")), [[1.0, 2.0], [3.0, 4.0]])
+
+    def test_json_both_ways_with_json(self):
+        import lumcore
+        plain = dict(self.PLAIN, big=2 ** 63)
+        text = lumcore.dumps(plain, format="json")
+        self.assertIsInstance(text, str)
+        self.assertEqual(json.loads(text), plain)
+        # Read back, a list of numbers (or of texts) is an array; [] a list.
+        expected = dict(plain, sensors=[{"id": 1, "tags": lumcore.Variant(["a", "b"])}, [], {}])
+        self.assertEqual(lumcore.loads(json.dumps(plain)), lumcore.Tree.from_python(expected))
+        self.assertEqual(lumcore.loads(json.dumps(plain).encode(), format="json"), lumcore.loads(text))
+        self.assertEqual(lumcore.loads("[[1, 2], [3, 4.5]]"), lumcore.Variant([[1.0, 2.0], [3.0, 4.5]]))
+        self.assertIsNone(lumcore.loads("null"))
+
+    def test_failures_name_the_problem(self):
+        import lumcore
+        with self.assertRaisesRegex(lumcore.LumValueError, "CBOR at byte 3"):
+            lumcore.loads(cbor2.dumps({"a": [1, 2, 3]})[:-1])
+        with self.assertRaisesRegex(lumcore.LumValueError, "line 2, column 6"):
+            lumcore.loads('{"a": 1,\n "b" 2}')
+        with self.assertRaisesRegex(lumcore.LumValueError, "NaN"):
+            lumcore.dumps({"a": float("nan")}, format="json")
+        with self.assertRaisesRegex(ValueError, "format is 'cbor' or 'json', not 'xml'"):
+            lumcore.dumps({}, format="xml")
+        with self.assertRaisesRegex(TypeError, "CBOR is read from bytes"):
+            lumcore.loads("{}", format="cbor")
+        with self.assertRaises(TypeError):
+            lumcore.loads(5)
