@@ -147,8 +147,9 @@ def main():
               "python3-cbor2 and run this with /usr/bin/python3")
         return 0
     import lumcore
+    from importlib.metadata import version
 
-    print(f"NumPy {np.__version__}, cbor2 {getattr(cbor2, '__version__', '?')}, Python {sys.version.split()[0]}, "
+    print(f"NumPy {np.__version__}, cbor2 {version('cbor2')}, Python {sys.version.split()[0]}, "
           f"medians of {args.repeats}")
     print(f"{'case':46} {'LumCore':>10}   peers (time, LumCore/peer)")
     for row in big_array_rows(np, lumcore, cbor2) + configuration_rows(np, lumcore, cbor2):
