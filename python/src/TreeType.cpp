@@ -614,6 +614,26 @@ struct Apart {
     }
 };
 
+// A map or list of `children`, each replaced by the node made for it where
+// there is one; null with an exception.
+FPropertyNodeData* rebuilt(ZPropertyNodeKind kind, const std::vector<ZPropertyChild>& children, const Built& replaced)
+{
+    std::vector<const FPropertyNodeData*> nodes;
+    std::vector<const char*> keys;
+    std::vector<size_t> sizes;
+    for (size_t i = 0; i < children.size(); ++i) {
+        nodes.push_back(replaced.nodes[i] != nullptr ? replaced.nodes[i] : children[i].node);
+        keys.push_back(children[i].key);
+        sizes.push_back(children[i].keySize);
+    }
+    Record record;
+    FPropertyNodeData* made =
+        kind == ZPropertyNodeKind_map
+            ? FPropertyNodeData_C_API_constructMap(&record, keys.data(), sizes.data(), nodes.data(), nodes.size())
+            : FPropertyNodeData_C_API_constructList(&record, nodes.data(), nodes.size());
+    return record.ok() ? made : nullptr;
+}
+
 bool goesApart(const ZPropertyChild& child)
 {
     if (child.kind != ZPropertyNodeKind_value || bufferFormatOf(child.type) == nullptr) {
@@ -658,20 +678,8 @@ FPropertyNodeData* withoutArrays(const ZPropertyChild& node, Apart& apart, bool&
     if (failed || !changed) {
         return nullptr;
     }
-    std::vector<const FPropertyNodeData*> nodes;
-    std::vector<const char*> keys;
-    std::vector<size_t> sizes;
-    for (size_t i = 0; i < children.size(); ++i) {
-        nodes.push_back(replaced.nodes[i] != nullptr ? replaced.nodes[i] : children[i].node);
-        keys.push_back(children[i].key);
-        sizes.push_back(children[i].keySize);
-    }
-    Record record;
-    FPropertyNodeData* made =
-        node.kind == ZPropertyNodeKind_map
-            ? FPropertyNodeData_C_API_constructMap(&record, keys.data(), sizes.data(), nodes.data(), nodes.size())
-            : FPropertyNodeData_C_API_constructList(&record, nodes.data(), nodes.size());
-    failed = !record.ok();
+    FPropertyNodeData* made = rebuilt(node.kind, children, replaced);
+    failed = made == nullptr;
     return made;
 }
 
@@ -763,19 +771,7 @@ FPropertyNodeData* restored(const FPropertyNodeData* node, PyObject* paths, PyOb
         }
         run = end;
     }
-    std::vector<const FPropertyNodeData*> nodes;
-    std::vector<const char*> keys;
-    std::vector<size_t> sizes;
-    for (size_t i = 0; i < children.size(); ++i) {
-        nodes.push_back(replaced.nodes[i] != nullptr ? replaced.nodes[i] : children[i].node);
-        keys.push_back(children[i].key);
-        sizes.push_back(children[i].keySize);
-    }
-    FPropertyNodeData* made =
-        at.kind == ZPropertyNodeKind_map
-            ? FPropertyNodeData_C_API_constructMap(&record, keys.data(), sizes.data(), nodes.data(), nodes.size())
-            : FPropertyNodeData_C_API_constructList(&record, nodes.data(), nodes.size());
-    return record.ok() ? made : nullptr;
+    return rebuilt(at.kind, children, replaced);
 }
 
 PyObject* returnSelf(PyObject* o, PyObject*) { return Py_NewRef(o); }
