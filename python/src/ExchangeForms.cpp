@@ -21,13 +21,7 @@ PyObject* jsonText(const FPropertyNodeData* node)
 {
     Record record;
     ZStringData* text = FPropertyNodeData_C_API_encodeJson(&record, node);
-    if (!record.ok()) {
-        return nullptr;
-    }
-    PyObject* result = PyUnicode_DecodeUTF8(ZStringData_C_API_getConstDataPointer(&record, text),
-                                            Py_ssize_t(ZStringData_C_API_getLength(&record, text)), "surrogateescape");
-    ZStringData_C_API_destruct(&record, text);
-    return result;
+    return record.ok() ? adoptText(text, "surrogateescape") : nullptr;
 }
 
 }  // namespace

@@ -119,6 +119,17 @@ PyObject* subscript(PyObject* self, PyObject* key);
 // with nested lists or raises.
 PyObject* callInputHook(PyObject* value);
 bool isString(PyObject* o);
+// A str of a string handle's UTF-8, bytes that are not UTF-8 taken by the
+// codec's `errors` handler.
+PyObject* textOf(ZStringData* text, const char* errors);
+// The same, releasing the handle.
+inline PyObject* adoptText(ZStringData* text, const char* errors)
+{
+    PyObject* result = textOf(text, errors);
+    Record record;
+    ZStringData_C_API_destruct(&record, text);
+    return result;
+}
 PyObject* textOfString(PyObject* o);
 
 // ---- Trees ------------------------------------------------------------------

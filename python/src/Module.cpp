@@ -235,13 +235,7 @@ struct String {
     ZStringData* handle;
 };
 
-PyObject* stringText(String* s)
-{
-    Record record;
-    const char* text = ZStringData_C_API_getConstDataPointer(&record, s->handle);
-    const size_t length = ZStringData_C_API_getLength(&record, s->handle);
-    return record.ok() ? PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(length), "surrogateescape") : nullptr;
-}
+PyObject* stringText(String* s) { return textOf(s->handle, "surrogateescape"); }
 
 PyObject* stringNew(PyTypeObject* type, PyObject* args, PyObject* kwargs)
 {
@@ -453,6 +447,14 @@ PyObject* callInputHook(PyObject* value)
         return PyErr_Format(PyExc_TypeError, "%.100s has no LumCore element type", Py_TYPE(value)->tp_name);
     }
     return PyObject_CallOneArg(g_inputHook, value);
+}
+
+PyObject* textOf(ZStringData* handle, const char* errors)
+{
+    Record record;
+    const char* text = ZStringData_C_API_getConstDataPointer(&record, handle);
+    const size_t length = ZStringData_C_API_getLength(&record, handle);
+    return record.ok() ? PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(length), errors) : nullptr;
 }
 
 bool isString(PyObject* o) { return PyObject_TypeCheck(o, &StringType); }

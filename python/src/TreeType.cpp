@@ -253,13 +253,15 @@ PyObject* listOf(PyObject* o, Part part)
     PyObject* owner = ownerOf(o);
     Py_ssize_t i = 0;
     const bool ok = forEachChild(self_(o)->node, [&](const ZPropertyChild& child) {
-        PyObject* key = part == Part::values ? nullptr : keyText(child.key, child.keySize);
-        PyObject* value = part == Part::keys ? nullptr : childObject(child, owner);
-        PyObject* item = part == Part::keys ? key : part == Part::values ? value : nullptr;
-        if (part == Part::items && key != nullptr && value != nullptr) {
-            item = PyTuple_Pack(2, key, value);
-        }
-        if (part == Part::items) {
+        PyObject* item;
+        if (part == Part::keys) {
+            item = keyText(child.key, child.keySize);
+        } else if (part == Part::values) {
+            item = childObject(child, owner);
+        } else {
+            PyObject* key = keyText(child.key, child.keySize);
+            PyObject* value = key == nullptr ? nullptr : childObject(child, owner);
+            item = value == nullptr ? nullptr : PyTuple_Pack(2, key, value);
             Py_XDECREF(key);
             Py_XDECREF(value);
         }
@@ -569,13 +571,7 @@ PyObject* consoleText(PyObject* o, bool outline)
 {
     Record record;
     ZStringData* text = FPropertyNodeData_C_API_consoleText(&record, self_(o)->node, outline);
-    if (!record.ok()) {
-        return nullptr;
-    }
-    PyObject* result = PyUnicode_DecodeUTF8(ZStringData_C_API_getConstDataPointer(&record, text),
-                                            Py_ssize_t(ZStringData_C_API_getLength(&record, text)), "backslashreplace");
-    ZStringData_C_API_destruct(&record, text);
-    return result;
+    return record.ok() ? adoptText(text, "backslashreplace") : nullptr;
 }
 
 // The library's outline, as its console shows a tree.
